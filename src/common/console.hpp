@@ -1,0 +1,31 @@
+// Console output: every line the run prints goes to standard output through here, so that the
+// order of messages, report and fatal stops is the order of the calls.
+#pragma once
+
+#include <string_view>
+
+namespace ventrel {
+
+// Prints the line followed by a newline on standard output.
+void say(std::string_view line);
+// Prints text without a newline (a prompt), and flushes.
+void say_no_newline(std::string_view text);
+
+// Progress of a long phase on standard error, only when standard error is a terminal:
+// "label: 42%" rewritten in place; finish() ends the line.
+class progress {
+ public:
+  progress(std::string_view label, long long total);
+  void update(long long done);
+  void finish();
+  ~progress() { finish(); }
+
+ private:
+  bool active_;
+  bool finished_ = false;
+  long long total_;
+  int last_percent_ = -1;
+  char label_[64] = {};
+};
+
+}  // namespace ventrel

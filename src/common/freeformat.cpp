@@ -1,0 +1,153 @@
+// Free-format reading.
+#include "common/freeformat.hpp"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+#include "common/fatal.hpp"
+
+namespace ventrel {
+
+std::string at_line(std::string_view path, std::int64_t line) {
+  return "file " + std::string(path) + ", line " + std::to_string(line);
+}
+
+bool file_exists(const std::string& path) {
+  struct stat st {};
+  return ::stat(path.c_str(), &st) == 0;
+}
+
+line_reader::line_reader(std::string path, bool keep_cr) : path_(std::move(path)), keep_cr_(keep_cr) {
+  struct stat st {};
+  if (::stat(path_.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+    fatal("Cannot read file " + path_ + ": it is a directory");
+  f_ = std::fopen(path_.c_str(), "rb");
+  if (!f_) fatal("Cannot open file " + path_ + ": " + std::strerror(errno));
+  buf_.resize(1 << 20);
+}
+
+line_reader::~line_reader() {
+  if (f_) std::fclose(f_);
+}
+
+void line_reader::rewind() {
+  std::rewind(f_);
+  begin_ = end_ = 0;
+  eof_ = false;
+  line_no_ = 0;
+}
+
+// Moves the unread tail to the front and reads more; grows the buffer when a line fills it.
+bool line_reader::fill() {
+  if (eof_) return false;
+  if (begin_ > 0) {
+    std::memmove(buf_.data(), buf_.data() + begin_, end_ - begin_);
+    end_ -= begin_;
+    begin_ = 0;
+  }
+  if (end_ == buf_.size()) buf_.resize(buf_.size() * 2);
+  std::size_t got = std::fread(buf_.data() + end_, 1, buf_.size() - end_, f_);
+  if (got == 0) {
+    if (std::ferror(f_)) fatal("Cannot read file " + path_ + ": " + std::strerror(errno));
+    eof_ = true;
+    return false;
+  }
+  end_ += got;
+  return true;
+}
+
+bool line_reader::next(std::string_view& line) {
+  std::size_t scanned = begin_;
+  for (;;) {
+    const char* start = buf_.data() + begin_;
+    const void* nl = std::memchr(buf_.data() + scanned, '\n', end_ - scanned);
+    if (nl) {
+      std::size_t len = static_cast<const char*>(nl) - start;
+      line = std::string_view(start, len);
+      begin_ += len + 1;
+      break;
+    }
+    scanned = end_ - begin_;  // offset of what was scanned, relative to begin_
+    if (!fill()) {
+      if (begin_ == end_) return false;  // nothing left
+      line = std::string_view(buf_.data() + begin_, end_ - begin_);  // last line without newline
+      begin_ = end_;
+      break;
+    }
+    scanned += begin_;
+  }
+  if (!keep_cr_ && !line.empty() && line.back() == '\r') line.remove_suffix(1);
+  ++line_no_;
+  return true;
+}
+
+std::size_t split_fields(std::string_view line, std::span<std::string_view> out) {
+  std::size_t n = 0;
+  std::size_t i = 0;
+  const std::size_t len = line.size();
+  while (i < len) {
+    char c = line[i];
+    if (c == ' ' || c == '\t' || c == ',' || c == '\r') {
+      ++i;
+      continue;
+    }
+    if (c == '/') break;
+    std::size_t j = i;
+    while (j < len && line[j] != ' ' && line[j] != '\t' && line[j] != ',' && line[j] != '\r' &&
+           line[j] != '/')
+      ++j;
+    if (n < out.size()) out[n] = line.substr(i, j - i);
+    ++n;
+    i = j;
+  }
+  return n;
+}
+
+namespace {
+template <class T>
+bool parse_integer(std::string_view s, T& v) {
+  if (!s.empty() && s[0] == '+') s.remove_prefix(1);
+  if (s.empty()) return false;
+  auto r = std::from_chars(s.data(), s.data() + s.size(), v);
+  return r.ec == std::errc() && r.ptr == s.data() + s.size();
+}
+}  // namespace
+
+bool parse_int(std::string_view s, std::int64_t& v) { return parse_integer(s, v); }
+bool parse_int(std::string_view s, std::int32_t& v) { return parse_integer(s, v); }
+
+bool parse_real(std::string_view s, double& v) {
+  bool neg = false;
+  if (!s.empty() && (s[0] == '+' || s[0] == '-')) {
+    neg = s[0] == '-';
+    s.remove_prefix(1);
+  }
+  if (s.empty() || s[0] == '+' || s[0] == '-') return false;
+  char buf[128];
+  std::string_view t = s;
+  // Fortran's D exponent and a bare trailing or leading point need a copy for from_chars.
+  if (s.size() < sizeof buf && s.find_first_of("dD") != std::string_view::npos) {
+    std::size_t k = 0;
+    for (char c : s) buf[k++] = (c == 'd' || c == 'D') ? 'e' : c;
+    t = std::string_view(buf, k);
+  }
+  double x = 0;
+  auto r = std::from_chars(t.data(), t.data() + t.size(), x, std::chars_format::general);
+  if (r.ec == std::errc::result_out_of_range) {
+    // Overflow reads as infinity, underflow as zero, as strtod does.
+    errno = 0;
+    std::string tmp(t);
+    x = std::strtod(tmp.c_str(), nullptr);
+  } else if (r.ec != std::errc() || r.ptr != t.data() + t.size()) {
+    return false;
+  }
+  v = neg ? -x : x;
+  return true;
+}
+
+}  // namespace ventrel

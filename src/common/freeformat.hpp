@@ -1,0 +1,61 @@
+// Free-format (list-directed) reading: a buffered line reader with line numbers, the splitting
+// of a record into values (blanks, TABs and commas separate them), and number parsing that
+// rejects garbage. No iostream per value: files of 10^8 lines go through here.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ventrel {
+
+// "file <path>, line <n>": how messages name the place of a bad line.
+std::string at_line(std::string_view path, std::int64_t line);
+
+// Whether a path names an existing regular file (or anything else that exists, for
+// Fortran's INQUIRE(EXIST=)).
+bool file_exists(const std::string& path);
+
+// Reads a text file one line at a time through a large buffer. A line is handed out without its
+// newline; a carriage return before the newline is removed unless keep_cr is set. The view stays
+// valid until the next call. A file that cannot be opened stops the run naming it.
+class line_reader {
+ public:
+  explicit line_reader(std::string path, bool keep_cr = false);
+  ~line_reader();
+  line_reader(const line_reader&) = delete;
+  line_reader& operator=(const line_reader&) = delete;
+
+  bool next(std::string_view& line);  // false at the end of the file
+  std::int64_t line_number() const { return line_no_; }  // of the line last handed out
+  const std::string& path() const { return path_; }
+  void rewind();
+
+ private:
+  bool fill();
+  std::string path_;
+  bool keep_cr_;
+  std::FILE* f_ = nullptr;
+  std::vector<char> buf_;
+  std::size_t begin_ = 0, end_ = 0;
+  bool eof_ = false;
+  std::int64_t line_no_ = 0;
+};
+
+// Splits a list-directed record into values: blanks, TABs, carriage returns and commas
+// separate; a slash ends the record. Fills at most out.size() views and returns how many
+// values the record holds in all (so a count above out.size() means some were not stored).
+std::size_t split_fields(std::string_view line, std::span<std::string_view> out);
+
+// Whole values only: the number must take the whole field. parse_int accepts an optional sign
+// and digits and fails on overflow of the target type.
+bool parse_int(std::string_view s, std::int64_t& v);
+bool parse_int(std::string_view s, std::int32_t& v);
+// Reals: Fortran's forms (1, 1., .5, 1e3, 1.5D-3, +2); NaN and Infinity are read as such, so
+// callers that need finite values check std::isfinite.
+bool parse_real(std::string_view s, double& v);
+
+}  // namespace ventrel

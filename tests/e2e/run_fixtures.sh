@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Runs the built ventrel on every fixture folder and compares what it printed with the
+# expected text. A fixture folder holds the input files and:
+#   args              the command line after the program name (one line; may be empty)
+#   stdin             optional: what is piped to standard input
+#   expected_stdout   the console, exactly
+#   expected_status   optional: the exit status (default 0)
+#   expected_log      optional: ventrel.log, exactly; "absent" in expected_log_absent means
+#                     that no ventrel.log may exist after the run
+#   expected_files/   optional: further output files to compare (e.g. sol_valids)
+#   before.sh         optional: run in the work folder before ventrel (to set up odd files)
+# Prints one line per fixture and "N passed, N failed" at the end.
+set -u
+bin=$1 fixtures=$2 work=$3
+pass=0 fail=0
+rm -rf "$work" && mkdir -p "$work"
+for dir in "$fixtures"/*/; do
+  name=$(basename "$dir")
+  w="$work/$name"
+  mkdir -p "$w"
+  (cd "$dir" && find . -maxdepth 1 -mindepth 1 ! -name 'expected_*' ! -name args ! -name stdin \
+     ! -name before.sh -exec cp -r {} "$w/" \;)
+  [ -x "$dir/before.sh" ] && (cd "$w" && "$dir/before.sh")
+  args=$(cat "$dir/args" 2>/dev/null || true)
+  want_status=$(cat "$dir/expected_status" 2>/dev/null || echo 0)
+  if [ -f "$dir/stdin" ]; then
+    (cd "$w" && eval "\"$bin\" $args" <"$dir/stdin" >stdout.txt 2>stderr.txt); status=$?
+  else
+    (cd "$w" && eval "\"$bin\" $args" </dev/null >stdout.txt 2>stderr.txt); status=$?
+  fi
+  # The build identification line varies from build to build: compare it as a pattern.
+  sed -E -i 's/^.* Compiled on [A-Z][a-z]{2} [0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}$/<compiler> Compiled on <date> <time>/' "$w/stdout.txt"
+  ok=1
+  if [ "$status" != "$want_status" ]; then echo "  $name: exit status $status, expected $want_status"; ok=0; fi
+  if ! diff -u "$dir/expected_stdout" "$w/stdout.txt" >"$w/stdout.diff"; then
+    echo "  $name: console differs:"; head -40 "$w/stdout.diff"; ok=0
+  fi
+  if [ -f "$dir/expected_log" ] && ! diff -u "$dir/expected_log" "$w/ventrel.log" >"$w/log.diff" 2>&1; then
+    echo "  $name: ventrel.log differs:"; head -40 "$w/log.diff"; ok=0
+  fi
+  if [ -f "$dir/expected_log_absent" ] && [ -e "$w/ventrel.log" ] && ! cmp -s "$w/ventrel.log" "$dir/ventrel.log" 2>/dev/null; then
+    echo "  $name: ventrel.log written by a failed run"; ok=0
+  fi
+  if [ -d "$dir/expected_files" ]; then
+    for f in "$dir"/expected_files/*; do
+      if ! diff -u "$f" "$w/$(basename "$f")" >"$w/file.diff" 2>&1; then
+        echo "  $name: $(basename "$f") differs:"; head -20 "$w/file.diff"; ok=0
+      fi
+    done
+  fi
+  if [ $ok = 1 ]; then pass=$((pass+1)); echo "ok   $name"; else fail=$((fail+1)); echo "FAIL $name"; fi
+done
+echo "e2e: $pass passed, $fail failed"
+[ $fail = 0 ]
