@@ -1,0 +1,62 @@
+// The report: one block per trait, labels 39 characters wide, values F12.3. With standard
+// errors each row carries the value, its SD (square root of the variance), and the two 95%
+// limits, each followed by one blank, under a header that starts at column 40.
+#include "validation/report.hpp"
+
+#include <cmath>
+
+#include "common/format.hpp"
+
+namespace ventrel::validation {
+namespace {
+
+constexpr int label_width = 39;
+
+struct row {
+  const char* label;
+  double value;
+  statistics::interval se;
+};
+
+std::string value_row(const row& r) { return " " + pad_right(r.label, label_width) + fmt_f(r.value, 12, 3); }
+
+std::string se_row(const row& r) {
+  std::string s = " " + pad_right(r.label, label_width);
+  for (double v : {r.value, std::sqrt(r.se.variance), r.se.lower, r.se.upper}) s += fmt_f(v, 12, 3) + " ";
+  return s;
+}
+
+// The bias in genetic standard deviations: the bias row divided by the square root of the
+// parameter file's genetic variance; its variance by that variance.
+row bias_in_sd(const trait_report& t) {
+  double sigma = std::sqrt(t.genetic_variance);
+  statistics::interval se = t.se.bias;
+  se.variance = t.se.bias.variance / t.genetic_variance;
+  se.lower = t.se.bias.lower / sigma;
+  se.upper = t.se.bias.upper / sigma;
+  return {"Bias in genetic sd:", t.value.bias / sigma, se};
+}
+
+}  // namespace
+
+std::vector<std::string> report_lines(std::span<const trait_report> traits, bool with_se,
+                                      bool predictive_ability) {
+  std::vector<std::string> out{""};
+  for (std::size_t i = 0; i < traits.size(); ++i) {
+    const trait_report& t = traits[i];
+    out.push_back(" Cross-validation statistics for trait: " + fmt_i(static_cast<std::int64_t>(i + 1), 3));
+    if (with_se) out.push_back(std::string(label_width, ' ') + "       Value           SD     l_95%_CI     h_95%_CI");
+    std::vector<row> rows{{"Absolute bias:", t.value.bias, t.se.bias},
+                          bias_in_sd(t),
+                          {"Dispersion:", t.value.dispersion, t.se.dispersion},
+                          {"Ratio of accuracies:", t.value.ratio_acc, t.se.ratio_acc},
+                          {"Reliability :", t.value.reliability, t.se.reliability}};
+    if (predictive_ability) rows.push_back({"Predictive ability:", t.value.pred_ability, t.se.pred_ability});
+    for (const row& r : rows) out.push_back(with_se ? se_row(r) : value_row(r));
+    out.push_back("");
+  }
+  if (!with_se) out.push_back("");
+  return out;
+}
+
+}  // namespace ventrel::validation
