@@ -1,0 +1,44 @@
+// OPTION queries over the parameter file.
+#include "parfile/option_store.hpp"
+
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+
+namespace ventrel::parfile {
+
+namespace {
+constexpr std::size_t max_line = 5000;   // longer OPTION lines are cut
+constexpr std::size_t max_words = 1003;  // "OPTION", the name and at most 1001 values
+}  // namespace
+
+option_store::option_store(std::unique_ptr<line_reader> file) : file_(std::move(file)) {}
+
+option_store::option_store(const std::string& path) : file_(std::make_unique<line_reader>(path)) {}
+
+option_values option_store::get_option(std::string_view name, bool continue_search) const {
+  if (!continue_search) file_->rewind();
+  const std::string wanted = to_lower(trim_right(name));
+  std::string_view line;
+  while (file_->next(line)) {
+    line = line.substr(0, max_line);
+    if (std::size_t c = line.find('#'); c != std::string_view::npos && c > 0) line = line.substr(0, c);
+    option_values v = nums2(line, max_words);
+    if (v.n < 2 || v.xc[0] != "OPTION" || to_lower(v.xc[1]) != wanted) continue;
+    v.xc.erase(v.xc.begin(), v.xc.begin() + 2);
+    v.x.erase(v.x.begin(), v.x.begin() + 2);
+    v.n -= 2;
+    return v;
+  }
+  return option_values{};
+}
+
+option_values option_store::get_exclusive_options(std::string_view name1,
+                                                  std::string_view name2) const {
+  option_values a = get_option(name1);
+  option_values b = get_option(name2);
+  if (a.n >= 0 && b.n >= 0)
+    fatal("Both options were set " + std::string(name1) + " and " + std::string(name2));
+  return a.n >= 0 ? a : b;
+}
+
+}  // namespace ventrel::parfile

@@ -1,0 +1,103 @@
+// OPTION queries: matching, comments, continued searches, exclusive options.
+#include "parfile/option_store.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "common/fatal.hpp"
+
+namespace ventrel::parfile {
+namespace {
+
+option_store store_of(const std::string& name, const std::string& text) {
+  std::string path = ::testing::TempDir() + name;
+  std::ofstream(path, std::ios::binary) << text;
+  return option_store(path);
+}
+
+TEST(option_store, matches_names_regardless_of_case_and_keeps_value_case) {
+  option_store s = store_of("opt1.txt", "DATAFILE\nOPTION  SE  exact\n");
+  option_values v = s.get_option("se");
+  ASSERT_EQ(v.n, 1);
+  EXPECT_EQ(v.xc[0], "exact");
+  EXPECT_EQ(s.get_option("Se").xc[0], "exact");
+  EXPECT_EQ(s.get_option("se   ").n, 1);
+}
+
+TEST(option_store, requires_the_word_OPTION_in_capitals_first) {
+  option_store s = store_of("opt2.txt", "option se exact\n  OPTION nthreads 4\nX OPTION se a\n");
+  EXPECT_EQ(s.get_option("se").n, -1);
+  EXPECT_EQ(s.get_option("nthreads").n, 1);  // leading blanks do not matter
+}
+
+TEST(option_store, drops_comments_but_not_from_the_first_column) {
+  option_store s = store_of("opt3.txt", "OPTION se # exact\n#OPTION nthreads 2\n");
+  option_values v = s.get_option("se");
+  EXPECT_EQ(v.n, 0);
+  EXPECT_TRUE(v.xc.empty());
+  EXPECT_EQ(s.get_option("nthreads").n, -1);
+  EXPECT_EQ(s.get_option("#OPTION").n, -1);
+}
+
+TEST(option_store, gives_values_as_text_and_numbers) {
+  option_store s = store_of("opt4.txt", "OPTION focal_var usr 1.5e0 7 abc\n");
+  option_values v = s.get_option("focal_var");
+  ASSERT_EQ(v.n, 4);
+  EXPECT_EQ(v.xc, (std::vector<std::string>{"usr", "1.5e0", "7", "abc"}));
+  EXPECT_EQ(v.x, (std::vector<double>{0, 1.5, 7, 0}));
+}
+
+TEST(option_store, continued_queries_collect_repeated_lines) {
+  option_store s = store_of("opt5.txt", "OPTION a 1\nOPTION b 9\nOPTION a 2\n");
+  EXPECT_EQ(s.get_option("a").xc[0], "1");
+  EXPECT_EQ(s.get_option("a", true).xc[0], "2");
+  EXPECT_EQ(s.get_option("a", true).n, -1);
+  EXPECT_EQ(s.get_option("a").xc[0], "1");  // a plain query starts again from the top
+}
+
+TEST(option_store, absent_option_answers_minus_one) {
+  option_store s = store_of("opt6.txt", "OPTION a 1\n");
+  option_values v = s.get_option("zz");
+  EXPECT_EQ(v.n, -1);
+  EXPECT_TRUE(v.xc.empty());
+  EXPECT_EQ(s.get_exclusive_options("zz", "yy").n, -1);
+}
+
+TEST(option_store, cuts_lines_at_five_thousand_characters) {
+  std::string longline = "OPTION long " + std::string(4988, 'x') + " tail\n";
+  option_store s = store_of("opt7.txt", longline);
+  option_values v = s.get_option("long");
+  ASSERT_EQ(v.n, 1);
+  EXPECT_EQ(v.xc[0].size(), 4988u);
+}
+
+TEST(option_store, stops_on_more_than_a_thousand_and_one_values) {
+  std::string line = "OPTION many";
+  for (int i = 1; i <= 1002; ++i) line += " 1";
+  option_store s = store_of("opt8.txt", line + "\n");
+  try {
+    s.get_option("many");
+    FAIL() << "the run did not stop";
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines()[0], "Error in nums2 splitting string starting: 1");
+    EXPECT_EQ(e.lines()[1], "into m: 1003 items");
+  }
+}
+
+TEST(option_store, exclusive_options_stop_when_both_are_set) {
+  option_store s = store_of("opt9.txt", "OPTION a\nOPTION b 3\n");
+  try {
+    s.get_exclusive_options("a", "b");
+    FAIL() << "the run did not stop";
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines(), std::vector<std::string>{"Both options were set a and b"});
+  }
+  option_values v = s.get_exclusive_options("b", "c");
+  ASSERT_EQ(v.n, 1);
+  EXPECT_EQ(v.x[0], 3);
+  EXPECT_EQ(s.get_exclusive_options("c", "a").n, 0);
+}
+
+}  // namespace
+}  // namespace ventrel::parfile
