@@ -1,0 +1,213 @@
+// Analytical standard errors: the sample moments, the variances of the statistics from the
+// trace scalars (Gaussian quadratic forms and the delta method), the 95% limits and the warnings.
+#include "statistics/analytical_se.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "common/console.hpp"
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+
+namespace ventrel::statistics {
+namespace {
+
+constexpr double z975 = 1.959964;  // 97.5% point of the standard normal
+
+double mean_of(std::span<const double> v) {
+  double s = 0.0;
+  for (double e : v) s += e;
+  return s / static_cast<double>(v.size());
+}
+
+// Sets a negative variance to 0 and records the warning that names the statistic and the trait.
+double non_negative(double v, const char* statistic, int trait, std::vector<std::string>& warnings) {
+  if (!(v < 0.0)) return v;
+  warnings.push_back("Warning: negative sampling variance of the " + std::string(statistic) +
+                     " for trait " + num(trait) + " set to 0");
+  return 0.0;
+}
+
+interval normal_interval(double value, double variance) {
+  const double h = z975 * std::sqrt(variance);
+  return {variance, value - h, value + h};
+}
+
+void say_all(const std::vector<std::string>& lines, std::size_t from) {
+  for (std::size_t i = from; i < lines.size(); ++i) say(lines[i]);
+}
+
+}  // namespace
+
+pec_matrix make_pec_matrix(int m, std::vector<pec_pair> pairs, pec_duplicate* duplicate) {
+  for (pec_pair& q : pairs) {
+    if (q.i < 0 || q.j < 0 || q.i >= m || q.j >= m || q.i == q.j)
+      fatal("Prediction error covariances: pair of positions " + num(q.i) + ", " + num(q.j) +
+            " outside the " + num(m) + " focal animals or on the diagonal");
+    if (q.i < q.j) std::swap(q.i, q.j);  // row > column
+  }
+  std::sort(pairs.begin(), pairs.end(), [](const pec_pair& a, const pec_pair& b) {
+    if (a.j != b.j) return a.j < b.j;
+    if (a.i != b.i) return a.i < b.i;
+    return a.tag < b.tag;
+  });
+  for (std::size_t e = 1; e < pairs.size(); ++e) {
+    if (pairs[e].i != pairs[e - 1].i || pairs[e].j != pairs[e - 1].j) continue;
+    pec_duplicate d{true, pairs[e - 1].tag, pairs[e].tag, pairs[e].i, pairs[e].j};
+    if (duplicate) {
+      *duplicate = d;
+      return {};
+    }
+    fatal("Prediction error covariances: the pair of positions " + num(d.i) + ", " + num(d.j) +
+          " is given twice");
+  }
+  pec_matrix c;
+  c.m = m;
+  c.col_start.assign(static_cast<std::size_t>(m) + 1, 0);
+  c.row.resize(pairs.size());
+  c.value.resize(pairs.size());
+  for (std::size_t e = 0; e < pairs.size(); ++e) {
+    ++c.col_start[pairs[e].j + 1];
+    c.row[e] = pairs[e].i;
+    c.value[e] = pairs[e].cov;
+  }
+  std::partial_sum(c.col_start.begin(), c.col_start.end(), c.col_start.begin());
+  return c;
+}
+
+sample_moments observed_moments(const se_trait_input& in) {
+  sample_moments s;
+  const std::size_t n = in.p.size();
+  s.m = static_cast<int>(n);
+  const bool with_y = !in.y.empty();
+  const double mp = mean_of(in.p), mw = mean_of(in.w);
+  const double my = with_y ? mean_of(in.y) : 0.0;
+  double pw = 0, pp = 0, ww = 0, py = 0, yy = 0, diff = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const double x = in.p[i] - mp, u = in.w[i] - mw;
+    pw += x * u;
+    pp += x * x;
+    ww += u * u;
+    diff += in.p[i] - in.w[i];
+    if (with_y) {
+      const double v = in.y[i] - my;
+      py += x * v;
+      yy += v * v;
+    }
+  }
+  const double m = static_cast<double>(n);
+  s.s_pw = pw / m;
+  s.s_pp = pp / m;
+  s.s_ww = ww / m;
+  s.mean_diff = diff / m;
+  if (with_y) {
+    s.s_py = py / m;
+    s.s_yy = yy / m;
+  }
+  return s;
+}
+
+double correlation_variance(double s_pw, double s_pp, double s_ww, double t_pp, double t_pw,
+                            double t_ww, int m) {
+  const double rho = s_pw / std::sqrt(s_pp * s_ww);
+  const double g1 = 1.0 / std::sqrt(s_pp * s_ww);
+  const double g2 = -rho / (2.0 * s_pp);
+  const double g3 = -rho / (2.0 * s_ww);
+  const double q = g1 * g1 * (t_pp + t_pw) + g2 * g2 * 2.0 * t_pp + g3 * g3 * 2.0 * t_ww +
+                   2.0 * (g1 * g2 * 2.0 * t_pp + g1 * g3 * 2.0 * t_pw + g2 * g3 * 2.0 * t_pp);
+  const double dm = static_cast<double>(m);
+  return q / (dm * dm);
+}
+
+interval fisher_z_interval(double rho, double variance) {
+  if (std::fabs(rho) >= 1.0) return {variance, rho, rho};
+  const double z = std::atanh(rho);
+  const double sd_z = std::sqrt(variance) / (1.0 - rho * rho);
+  return {variance, std::tanh(z - z975 * sd_z), std::tanh(z + z975 * sd_z)};
+}
+
+se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t) {
+  se_result r;
+  r.traces = t;
+  r.moments = observed_moments(in);
+  const sample_moments& s = r.moments;
+  const double m = static_cast<double>(s.m);
+  const int trait = in.trait;
+  const bool with_y = !in.y.empty();
+
+  r.values.bias = s.mean_diff;
+  r.values.dispersion = s.s_pw / s.s_pp;
+  r.values.ratio_acc = s.s_pw / std::sqrt(s.s_pp * s.s_ww);
+  r.values.reliability = s.s_pw / in.gvar_focal;
+
+  // bias: 1'D1 / m^2; dispersion: x'Dx / (x'x)^2 given the partial EBVs;
+  // reliability: Var(S_pw) / gvar_focal^2.
+  const double xx = m * s.s_pp;
+  const double v_bias = non_negative(t.d_sum / (m * m), "absolute bias", trait, r.warnings);
+  const double v_disp = non_negative(t.x_d_x / (xx * xx), "dispersion", trait, r.warnings);
+  const double v_ratio =
+      non_negative(correlation_variance(s.s_pw, s.s_pp, s.s_ww, t.t_pp, t.t_pw, t.t_ww, s.m),
+                   "ratio of accuracies", trait, r.warnings);
+  const double v_rel = non_negative((t.t_pp + t.t_pw) / (m * m * in.gvar_focal * in.gvar_focal),
+                                    "reliability", trait, r.warnings);
+  r.intervals.bias = normal_interval(r.values.bias, v_bias);
+  r.intervals.dispersion = normal_interval(r.values.dispersion, v_disp);
+  r.intervals.ratio_acc = fisher_z_interval(r.values.ratio_acc, v_ratio);
+  r.intervals.reliability = normal_interval(r.values.reliability, v_rel);
+
+  if (with_y) {
+    // As the ratio of accuracies with W replaced by Y = J Vy J, then scaled by 1/sqrt(h2).
+    const double rho_y = s.s_py / std::sqrt(s.s_pp * s.s_yy);
+    const double sh = std::sqrt(in.h2);
+    r.values.pred_ability = rho_y / sh;
+    const double v_y =
+        non_negative(correlation_variance(s.s_py, s.s_pp, s.s_yy, t.t_pp, t.t_py, t.t_yy, s.m),
+                     "predictive ability", trait, r.warnings);
+    const interval z = fisher_z_interval(rho_y, v_y);
+    r.intervals.pred_ability = {v_y / in.h2, z.lower / sh, z.upper / sh};
+  }
+  return r;
+}
+
+se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
+  std::vector<std::string> first;
+  if (!model.pec_w && !model.pec_p)
+    first.push_back("Warning: no prediction error covariances for trait " + num(in.trait) +
+                    "; standard errors are conservative");
+  se_result r = intervals_from_traces(in, exact_trace_scalars(in, model));
+  r.warnings.insert(r.warnings.begin(), first.begin(), first.end());
+  say_all(r.warnings, 0);
+  return r;
+}
+
+se_result se_approx(const se_trait_input& in, const se_approx_model& model) {
+  se_result r = intervals_from_traces(in, approx_trace_scalars(in, model));
+  say_all(r.warnings, 0);
+  return r;
+}
+
+double accuracy_from_pev(double pev, double a_ii, double s2) {
+  const double r2 = 1.0 - pev / (a_ii * s2);
+  return std::sqrt(std::clamp(r2, 0.0, 1.0));
+}
+
+std::vector<double> approx_accuracies(accuracy_column column, std::span<const double> values,
+                                      std::span<const double> diag_a, double s2) {
+  if (column == accuracy_column::none)
+    fatal({"OPTION se approx needs accuracies or standard errors in the solution files,",
+           "that is solution files with one of the headers",
+           "trait/effect level  solution acc",
+           "trait/effect level  solution          s.e."});
+  if (column == accuracy_column::se && diag_a.size() != values.size())
+    fatal("Analytical standard errors: the diagonal of A has " +
+          num(static_cast<std::int64_t>(diag_a.size())) + " elements, " +
+          num(static_cast<std::int64_t>(values.size())) + " expected");
+  std::vector<double> r(values.size());
+  for (std::size_t i = 0; i < values.size(); ++i)
+    r[i] = column == accuracy_column::acc ? std::clamp(values[i], 0.0, 1.0)
+                                          : accuracy_from_pev(values[i] * values[i], diag_a[i], s2);
+  return r;
+}
+
+}  // namespace ventrel::statistics

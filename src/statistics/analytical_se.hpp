@@ -1,0 +1,155 @@
+// Analytical standard errors of the LR statistics (OPTION se exact and OPTION se approx): the
+// sampling variances and 95% limits of bias, dispersion, reliability, ratio of accuracies and
+// predictive ability under the model Var(w) = Vw, Var(p) = Cov(w, p) = Vp, from the relationships
+// among the focal animals and their prediction error (co)variances.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "statistics/lr_results.hpp"
+
+namespace ventrel::statistics {
+
+// Prediction error covariances among the focal animals of one set for one trait and evaluation:
+// the off-diagonal elements only (the diagonal, the PEVs, comes from the ebv_pev files), stored
+// once per pair as the strict lower triangle by columns. Positions count from 0 in the focal
+// set's order. Pairs not stored are 0.
+struct pec_matrix {
+  int m = 0;                              // number of focal animals
+  std::vector<std::int64_t> col_start;    // m + 1 offsets: column j at [col_start[j], col_start[j+1])
+  std::vector<int> row;                   // row position of each entry, > its column, ascending
+  std::vector<double> value;              // the covariance of the pair
+};
+
+// One pair as read: two positions (in either order, different) and their covariance.
+struct pec_pair {
+  int i = 0;              // position of one animal
+  int j = 0;              // position of the other
+  double cov = 0.0;       // prediction error covariance
+  std::int64_t tag = 0;   // caller's mark (the reader's line number), reported for duplicates
+};
+
+// A pair that occurs twice: the tags of both occurrences and the two positions.
+struct pec_duplicate {
+  bool found = false;
+  std::int64_t first_tag = 0;   // tag of the occurrence that comes first by tag
+  std::int64_t second_tag = 0;  // tag of the other occurrence
+  int i = 0, j = 0;             // positions of the pair, i > j
+};
+
+// Builds the column storage from pairs in any order. Cost O(k log k) for k pairs. A pair given
+// twice (in either order) is reported in *duplicate when the caller passes one (the matrix is
+// then incomplete and must not be used); without it a duplicate stops the run.
+pec_matrix make_pec_matrix(int m, std::vector<pec_pair> pairs, pec_duplicate* duplicate = nullptr);
+
+// What the statistics of one focal set and one trait are computed from.
+struct se_trait_input {
+  int trait = 1;                   // trait number, for the warnings
+  std::span<const double> w;       // whole EBVs of the m focal animals (focal record column)
+  std::span<const double> p;       // partial EBVs, same order
+  std::span<const double> y;       // adjusted phenotypes, same order; empty: no predictive ability
+  double s2 = 0.0;                 // additive genetic variance of the validated effect (parameter file)
+  double gvar_focal = 0.0;         // genetic variance of the focal animals
+  double h2 = 0.0;                 // heritability (predictive ability only)
+};
+
+// se exact: the relationships among the focal animals and the prediction errors of both
+// evaluations.
+struct se_exact_model {
+  std::span<const double> a_focal;       // A_focal, m x m column-major; only the lower triangle is read
+  std::span<const double> pev_w;         // PEV of the whole evaluation (ebv_pev file), length m
+  std::span<const double> pev_p;         // PEV of the partial evaluation, length m
+  const pec_matrix* pec_w = nullptr;     // covariances of the whole evaluation, or none
+  const pec_matrix* pec_p = nullptr;     // covariances of the partial evaluation, or none
+};
+
+// se approx: unrelated animals with their accuracies.
+struct se_approx_model {
+  std::span<const double> diag_a;   // a_ii = 1 + F_i of the focal animals, length m
+  std::span<const double> r_w;      // accuracy r_i of the whole EBVs, in [0, 1]
+  std::span<const double> r_p;      // accuracy r_i of the partial EBVs
+};
+
+// The scalars every variance is built from. P = J Vp J, W = J Vw J, Y = J Vy J with
+// J = I - 11'/m; D = Vw - Vp; x = J p.
+struct trace_scalars {
+  double t_pp = 0.0;    // sum_ij P_ij^2
+  double t_pw = 0.0;    // sum_ij P_ij W_ij
+  double t_ww = 0.0;    // sum_ij W_ij^2
+  double t_py = 0.0;    // sum_ij P_ij Y_ij (predictive ability only, else 0)
+  double t_yy = 0.0;    // sum_ij Y_ij^2 (predictive ability only, else 0)
+  double d_sum = 0.0;   // 1'D1
+  double x_d_x = 0.0;   // x'Dx
+};
+
+// The observed sample moments (divisor m) and the point statistics they give.
+struct sample_moments {
+  int m = 0;
+  double s_pw = 0.0, s_pp = 0.0, s_ww = 0.0;  // x'w/m, x'x/m, (Jw)'(Jw)/m
+  double s_py = 0.0, s_yy = 0.0;              // x'y/m, (Jy)'(Jy)/m (predictive ability only)
+  double mean_diff = 0.0;                     // mean(p) - mean(w)
+};
+
+// What a standard-error computation leaves: the table rows, the warnings it printed, and the
+// intermediate figures (for the log of a careful user and for tests).
+struct se_result {
+  lr_intervals intervals;              // variance (report prints its square root) and limits
+  lr_values values;                    // point values recomputed from the same moments
+  trace_scalars traces;
+  sample_moments moments;
+  std::vector<std::string> warnings;   // the "Warning: " lines printed, in order
+};
+
+// The trace scalars of se exact. Two passes over the lower triangle of A_focal (row sums, then
+// the centred products); O(m^2) time, O(m) memory beside A_focal (P, W and Y are never formed),
+// plus O(k) for k stored covariances. Without covariance matrices, D gets the off-diagonal
+// elements s2 a_ij (r_w,i r_w,j - r_p,i r_p,j) with r_i^2 = 1 - PEV_i / (a_ii s2) clamped to
+// [0, 1]; with one or both, missing pairs (or a missing matrix) count as 0. Parallel over
+// columns; the sums are reduced in a fixed order, so results do not depend on the thread count.
+trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model& model);
+
+// The trace scalars of se approx: diagonal Vw = s2 a_ii r_w^2, Vp = s2 a_ii r_p^2. O(m).
+trace_scalars approx_trace_scalars(const se_trait_input& in, const se_approx_model& model);
+
+// Observed moments of the trait's vectors (two passes, means first).
+sample_moments observed_moments(const se_trait_input& in);
+
+// Variances and limits from the trace scalars and the observed moments. A negative variance is
+// set to 0 with a warning line in result.warnings (not printed here).
+se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t);
+
+// se exact for one focal set and trait. Prints (and records) "Warning: no prediction error
+// covariances for trait t; standard errors are conservative" when neither covariance matrix is
+// given, and a warning for each variance set to 0.
+se_result se_exact(const se_trait_input& in, const se_exact_model& model);
+
+// se approx for one focal set and trait; prints the warnings of negative variances.
+se_result se_approx(const se_trait_input& in, const se_approx_model& model);
+
+// Accuracy from a prediction error variance: r = sqrt(1 - pev / (a_ii s2)) clamped to [0, 1].
+double accuracy_from_pev(double pev, double a_ii, double s2);
+
+// Which column of the solution files carries the accuracies for se approx.
+enum class accuracy_column { none, acc, se };
+
+// Accuracies of the focal animals for se approx from the solution-file column: "acc" gives r
+// (clamped to [0, 1]), "s.e." gives PEV = se^2 and r as in accuracy_from_pev. With none the run
+// stops naming the headers of the solution files that carry one of the two columns.
+std::vector<double> approx_accuracies(accuracy_column column, std::span<const double> values,
+                                      std::span<const double> diag_a, double s2);
+
+// Delta-method variance of rho = s_pw / sqrt(s_pp s_ww) for the moments of x = J p and a second
+// vector (w, or y for predictive ability, with t_pw, t_ww the matching traces):
+// g' Omega g with g = (1/sqrt(s_pp s_ww), -rho/(2 s_pp), -rho/(2 s_ww)) and Omega the covariance
+// matrix of (S_pw, S_pp, S_ww) as Gaussian quadratic forms, m^2 Omega =
+//   [[tPP + tPW, 2 tPP, 2 tPW], [2 tPP, 2 tPP, 2 tPP], [2 tPW, 2 tPP, 2 tWW]].
+double correlation_variance(double s_pw, double s_pp, double s_ww, double t_pp, double t_pw,
+                            double t_ww, int m);
+
+// 95% limits by Fisher's z for a correlation rho with the given SD; |rho| >= 1 gives rho twice.
+interval fisher_z_interval(double rho, double variance);
+
+}  // namespace ventrel::statistics

@@ -1,0 +1,166 @@
+// Readers of the ebv_pev and pec files of se exact, and the check of their EBVs against the
+// solution files.
+#include "statistics/ebv_pev_files.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <string_view>
+
+#include "common/console.hpp"
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+#include "common/freeformat.hpp"
+
+namespace ventrel::statistics {
+namespace {
+
+const char* suffix(evaluation e) { return e == evaluation::whole ? "_1_whole" : "_1_partial"; }
+
+// Positions of the focal animals by level: first[level] is the first position of that level
+// (-1 when not focal), next[pos] the following position of the same level (-1 at the end), so
+// that a level named twice in a focal set gets its values in both rows.
+struct focal_index {
+  std::vector<int> first;
+  std::vector<int> next;
+};
+
+focal_index index_focal(std::span<const int> focal, int nlev) {
+  focal_index x;
+  x.first.assign(static_cast<std::size_t>(std::max(nlev, 0)) + 1, -1);
+  x.next.assign(focal.size(), -1);
+  for (int pos = static_cast<int>(focal.size()) - 1; pos >= 0; --pos) {
+    const int level = focal[pos];
+    if (level < 1 || level > nlev)
+      fatal("Focal animal " + num(level) + " is outside the levels 1 to " + num(nlev) +
+            " of the validation effect");
+    x.next[pos] = x.first[level];
+    x.first[level] = pos;
+  }
+  return x;
+}
+
+// The first three fields of a data line, or a stop naming the file and the line.
+struct triple {
+  std::int64_t level1 = 0;
+  std::int64_t level2 = 0;  // pec files only
+  double value1 = 0.0;      // EBV, or the covariance
+  double value2 = 0.0;      // PEV
+};
+
+[[noreturn]] void bad_line(const line_reader& r, std::string_view what, std::string_view line) {
+  constexpr std::size_t shown = 100;
+  std::string text(line.substr(0, shown));
+  if (line.size() > shown) text += " ...";
+  fatal({"Cannot read " + std::string(what) + ": " + at_line(r.path(), r.line_number()),
+         "  " + text});
+}
+
+void check_level(const line_reader& r, std::int64_t level, int nlev) {
+  if (level < 1 || level > nlev)
+    fatal("Level " + num(level) + " is outside the levels 1 to " + num(nlev) +
+          " of the validation effect: " + at_line(r.path(), r.line_number()));
+}
+
+}  // namespace
+
+std::string ebv_pev_file_name(int trait, evaluation e) {
+  return "ebv_pev_" + num(trait) + suffix(e);
+}
+
+std::string pec_file_name(int trait, evaluation e) { return "pec_" + num(trait) + suffix(e); }
+
+ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nlev) {
+  const focal_index index = index_focal(focal, nlev);
+  const std::size_t m = focal.size();
+  ebv_pev out;
+  out.ebv.assign(m, 0.0);
+  out.pev.assign(m, 0.0);
+  std::vector<std::int64_t> line_of(m, 0);  // line that gave the animal's values, 0: none yet
+
+  line_reader r(path);
+  std::string_view line;
+  std::array<std::string_view, 3> f;
+  while (r.next(line)) {
+    const std::size_t n = split_fields(line, f);
+    if (n == 0) continue;
+    std::int64_t level = 0;
+    double ebv = 0.0, pev = 0.0;
+    if (n < 3 || !parse_int(f[0], level) || !parse_real(f[1], ebv) || !parse_real(f[2], pev) ||
+        !std::isfinite(ebv) || !std::isfinite(pev))
+      bad_line(r, "level, EBV and PEV", line);
+    check_level(r, level, nlev);
+    const int first = index.first[static_cast<std::size_t>(level)];
+    if (first < 0) continue;
+    if (pev < 0.0) fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, r.line_number()));
+    if (line_of[first] != 0)
+      fatal("Focal animal " + num(level) + " is given twice: " + at_line(path, r.line_number()) +
+            " and line " + num(line_of[first]));
+    for (int pos = first; pos >= 0; pos = index.next[pos]) {
+      out.ebv[pos] = ebv;
+      out.pev[pos] = pev;
+      line_of[pos] = r.line_number();
+    }
+  }
+  for (std::size_t pos = 0; pos < m; ++pos)
+    if (line_of[pos] == 0)
+      fatal({"Focal animal " + num(focal[pos]) + " has no line in file " + path,
+             "It is necessary to obtain analytical confidence intervals"});
+  return out;
+}
+
+pec_matrix read_pec(const std::string& path, std::span<const int> focal, int nlev) {
+  const focal_index index = index_focal(focal, nlev);
+  const int m = static_cast<int>(focal.size());
+  std::vector<pec_pair> pairs;
+
+  line_reader r(path);
+  std::string_view line;
+  std::array<std::string_view, 3> f;
+  while (r.next(line)) {
+    const std::size_t n = split_fields(line, f);
+    if (n == 0) continue;
+    std::int64_t l1 = 0, l2 = 0;
+    double cov = 0.0;
+    if (n < 3 || !parse_int(f[0], l1) || !parse_int(f[1], l2) || !parse_real(f[2], cov) ||
+        !std::isfinite(cov))
+      bad_line(r, "two levels and a covariance", line);
+    check_level(r, l1, nlev);
+    check_level(r, l2, nlev);
+    if (l1 == l2) continue;
+    for (int a = index.first[static_cast<std::size_t>(l1)]; a >= 0; a = index.next[a])
+      for (int b = index.first[static_cast<std::size_t>(l2)]; b >= 0; b = index.next[b])
+        pairs.push_back({a, b, cov, r.line_number()});
+  }
+  pec_duplicate dup;
+  pec_matrix c = make_pec_matrix(m, std::move(pairs), &dup);
+  if (dup.found)
+    fatal("The pair of focal animals " + num(focal[dup.j]) + " and " + num(focal[dup.i]) +
+          " is given twice: " + at_line(path, dup.first_tag) + " and line " + num(dup.second_tag));
+  return c;
+}
+
+int count_ebv_differences(std::span<const double> file_ebv, std::span<const double> solutions) {
+  const std::size_t n = std::min(file_ebv.size(), solutions.size());
+  double ss = 0.0;
+  for (std::size_t i = 0; i < n; ++i) ss += solutions[i] * solutions[i];
+  const double rms = n > 0 ? std::sqrt(ss / static_cast<double>(n)) : 0.0;
+  int count = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const double scale = std::max({std::fabs(file_ebv[i]), std::fabs(solutions[i]), rms});
+    if (std::fabs(file_ebv[i] - solutions[i]) > 1e-3 * scale) ++count;
+  }
+  return count;
+}
+
+int compare_ebv(const std::string& ebv_pev_path, std::span<const double> file_ebv,
+                const std::string& solution_path, std::span<const double> solutions) {
+  const int count = count_ebv_differences(file_ebv, solutions);
+  if (count > 0)
+    say("Warning: " + num(count) + " focal animals have EBVs in " + ebv_pev_path +
+        " that differ from " + solution_path + " by more than 1e-3 (relative)");
+  return count;
+}
+
+}  // namespace ventrel::statistics
