@@ -22,7 +22,8 @@ double mean_of(std::span<const double> v) {
 }
 
 // Sets a negative variance to 0 and records the warning that names the statistic and the trait.
-double non_negative(double v, const char* statistic, int trait, std::vector<std::string>& warnings) {
+double non_negative(double v, const char* statistic, int trait,
+                    std::vector<std::string>& warnings) {
   if (!(v < 0.0)) return v;
   warnings.push_back("Warning: negative sampling variance of the " + std::string(statistic) +
                      " for trait " + num(trait) + " set to 0");
@@ -175,6 +176,11 @@ se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
   if (!model.pec_w && !model.pec_p)
     first.push_back("Warning: no prediction error covariances for trait " + num(in.trait) +
                     "; standard errors are conservative");
+  else if (!model.pec_w || !model.pec_p)
+    first.push_back("Warning: prediction error covariances for trait " + num(in.trait) +
+                    " only in the " + (model.pec_w ? "whole" : "partial") +
+                    " evaluation; those of the " + (model.pec_w ? "partial" : "whole") +
+                    " evaluation are taken as 0");
   se_result r = intervals_from_traces(in, exact_trace_scalars(in, model));
   r.warnings.insert(r.warnings.begin(), first.begin(), first.end());
   say_all(r.warnings, 0);
@@ -196,8 +202,7 @@ std::vector<double> approx_accuracies(accuracy_column column, std::span<const do
                                       std::span<const double> diag_a, double s2) {
   if (column == accuracy_column::none)
     fatal({"OPTION se approx needs accuracies or standard errors in the solution files,",
-           "that is solution files with one of the headers",
-           "trait/effect level  solution acc",
+           "that is solution files with one of the headers", "trait/effect level  solution acc",
            "trait/effect level  solution          s.e."});
   if (column == accuracy_column::se && diag_a.size() != values.size())
     fatal("Analytical standard errors: the diagonal of A has " +

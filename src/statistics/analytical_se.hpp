@@ -18,18 +18,18 @@ namespace ventrel::statistics {
 // once per pair as the strict lower triangle by columns. Positions count from 0 in the focal
 // set's order. Pairs not stored are 0.
 struct pec_matrix {
-  int m = 0;                              // number of focal animals
-  std::vector<std::int64_t> col_start;    // m + 1 offsets: column j at [col_start[j], col_start[j+1])
-  std::vector<int> row;                   // row position of each entry, > its column, ascending
-  std::vector<double> value;              // the covariance of the pair
+  int m = 0;                            // number of focal animals
+  std::vector<std::int64_t> col_start;  // m + 1 offsets: column j at [col_start[j], col_start[j+1])
+  std::vector<int> row;                 // row position of each entry, > its column, ascending
+  std::vector<double> value;            // the covariance of the pair
 };
 
 // One pair as read: two positions (in either order, different) and their covariance.
 struct pec_pair {
-  int i = 0;              // position of one animal
-  int j = 0;              // position of the other
-  double cov = 0.0;       // prediction error covariance
-  std::int64_t tag = 0;   // caller's mark (the reader's line number), reported for duplicates
+  int i = 0;             // position of one animal
+  int j = 0;             // position of the other
+  double cov = 0.0;      // prediction error covariance
+  std::int64_t tag = 0;  // caller's mark (the reader's line number), reported for duplicates
 };
 
 // A pair that occurs twice: the tags of both occurrences and the two positions.
@@ -47,42 +47,42 @@ pec_matrix make_pec_matrix(int m, std::vector<pec_pair> pairs, pec_duplicate* du
 
 // What the statistics of one focal set and one trait are computed from.
 struct se_trait_input {
-  int trait = 1;                   // trait number, for the warnings
-  std::span<const double> w;       // whole EBVs of the m focal animals (focal record column)
-  std::span<const double> p;       // partial EBVs, same order
-  std::span<const double> y;       // adjusted phenotypes, same order; empty: no predictive ability
-  double s2 = 0.0;                 // additive genetic variance of the validated effect (parameter file)
-  double gvar_focal = 0.0;         // genetic variance of the focal animals
-  double h2 = 0.0;                 // heritability (predictive ability only)
+  int trait = 1;              // trait number, for the warnings
+  std::span<const double> w;  // whole EBVs of the m focal animals (focal record column)
+  std::span<const double> p;  // partial EBVs, same order
+  std::span<const double> y;  // adjusted phenotypes, same order; empty: no predictive ability
+  double s2 = 0.0;            // additive genetic variance of the validated effect (parameter file)
+  double gvar_focal = 0.0;    // genetic variance of the focal animals
+  double h2 = 0.0;            // heritability (predictive ability only)
 };
 
 // se exact: the relationships among the focal animals and the prediction errors of both
 // evaluations.
 struct se_exact_model {
-  std::span<const double> a_focal;       // A_focal, m x m column-major; only the lower triangle is read
-  std::span<const double> pev_w;         // PEV of the whole evaluation (ebv_pev file), length m
-  std::span<const double> pev_p;         // PEV of the partial evaluation, length m
-  const pec_matrix* pec_w = nullptr;     // covariances of the whole evaluation, or none
-  const pec_matrix* pec_p = nullptr;     // covariances of the partial evaluation, or none
+  std::span<const double> a_focal;  // A_focal, m x m column-major; only the lower triangle is read
+  std::span<const double> pev_w;    // PEV of the whole evaluation (ebv_pev file), length m
+  std::span<const double> pev_p;    // PEV of the partial evaluation, length m
+  const pec_matrix* pec_w = nullptr;  // covariances of the whole evaluation, or none
+  const pec_matrix* pec_p = nullptr;  // covariances of the partial evaluation, or none
 };
 
 // se approx: unrelated animals with their accuracies.
 struct se_approx_model {
-  std::span<const double> diag_a;   // a_ii = 1 + F_i of the focal animals, length m
-  std::span<const double> r_w;      // accuracy r_i of the whole EBVs, in [0, 1]
-  std::span<const double> r_p;      // accuracy r_i of the partial EBVs
+  std::span<const double> diag_a;  // a_ii = 1 + F_i of the focal animals, length m
+  std::span<const double> r_w;     // accuracy r_i of the whole EBVs, in [0, 1]
+  std::span<const double> r_p;     // accuracy r_i of the partial EBVs
 };
 
 // The scalars every variance is built from. P = J Vp J, W = J Vw J, Y = J Vy J with
 // J = I - 11'/m; D = Vw - Vp; x = J p.
 struct trace_scalars {
-  double t_pp = 0.0;    // sum_ij P_ij^2
-  double t_pw = 0.0;    // sum_ij P_ij W_ij
-  double t_ww = 0.0;    // sum_ij W_ij^2
-  double t_py = 0.0;    // sum_ij P_ij Y_ij (predictive ability only, else 0)
-  double t_yy = 0.0;    // sum_ij Y_ij^2 (predictive ability only, else 0)
-  double d_sum = 0.0;   // 1'D1
-  double x_d_x = 0.0;   // x'Dx
+  double t_pp = 0.0;   // sum_ij P_ij^2
+  double t_pw = 0.0;   // sum_ij P_ij W_ij
+  double t_ww = 0.0;   // sum_ij W_ij^2
+  double t_py = 0.0;   // sum_ij P_ij Y_ij (predictive ability only, else 0)
+  double t_yy = 0.0;   // sum_ij Y_ij^2 (predictive ability only, else 0)
+  double d_sum = 0.0;  // 1'D1
+  double x_d_x = 0.0;  // x'Dx
 };
 
 // The observed sample moments (divisor m) and the point statistics they give.
@@ -96,11 +96,11 @@ struct sample_moments {
 // What a standard-error computation leaves: the table rows, the warnings it printed, and the
 // intermediate figures (for the log of a careful user and for tests).
 struct se_result {
-  lr_intervals intervals;              // variance (report prints its square root) and limits
-  lr_values values;                    // point values recomputed from the same moments
+  lr_intervals intervals;  // variance (report prints its square root) and limits
+  lr_values values;        // point values recomputed from the same moments
   trace_scalars traces;
   sample_moments moments;
-  std::vector<std::string> warnings;   // the "Warning: " lines printed, in order
+  std::vector<std::string> warnings;  // the "Warning: " lines printed, in order
 };
 
 // The trace scalars of se exact. Two passes over the lower triangle of A_focal (row sums, then
@@ -123,7 +123,8 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
 
 // se exact for one focal set and trait. Prints (and records) "Warning: no prediction error
 // covariances for trait t; standard errors are conservative" when neither covariance matrix is
-// given, and a warning for each variance set to 0.
+// given, a warning when only one is (the other evaluation's covariances are then taken as 0),
+// and a warning for each variance set to 0.
 se_result se_exact(const se_trait_input& in, const se_exact_model& model);
 
 // se approx for one focal set and trait; prints the warnings of negative variances.

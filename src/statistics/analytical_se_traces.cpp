@@ -99,12 +99,12 @@ struct kernel_data {
   int m = 0;
   const double* a = nullptr;
   double s2 = 0;
-  double e_res = 0;        // s2 / h2 - s2, the residual variance on Vy's diagonal
+  double e_res = 0;  // s2 / h2 - s2, the residual variance on Vy's diagonal
   const double* pev_w = nullptr;
   const double* pev_p = nullptr;
   const double* r_w = nullptr;  // accuracies (without covariance matrices)
   const double* r_p = nullptr;
-  const double* x = nullptr;    // centred partial EBVs
+  const double* x = nullptr;  // centred partial EBVs
   const pec_matrix* pec_w = nullptr;
   const pec_matrix* pec_p = nullptr;
   const centring* c = nullptr;
@@ -306,10 +306,14 @@ trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model
   k.pec_p = model.pec_p;
   k.c = &c;
   std::vector<column_sums> cols(mm);
-  if (with_pec && with_y) all_columns<true, true>(k, cols);
-  else if (with_pec) all_columns<true, false>(k, cols);
-  else if (with_y) all_columns<false, true>(k, cols);
-  else all_columns<false, false>(k, cols);
+  if (with_pec && with_y)
+    all_columns<true, true>(k, cols);
+  else if (with_pec)
+    all_columns<true, false>(k, cols);
+  else if (with_y)
+    all_columns<false, true>(k, cols);
+  else
+    all_columns<false, false>(k, cols);
   for (const column_sums& s : cols) {
     t.t_pp += s.pp;
     t.t_pw += s.pw;

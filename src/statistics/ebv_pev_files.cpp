@@ -93,7 +93,8 @@ ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nl
     check_level(r, level, nlev);
     const int first = index.first[static_cast<std::size_t>(level)];
     if (first < 0) continue;
-    if (pev < 0.0) fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, r.line_number()));
+    if (pev < 0.0)
+      fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, r.line_number()));
     if (line_of[first] != 0)
       fatal("Focal animal " + num(level) + " is given twice: " + at_line(path, r.line_number()) +
             " and line " + num(line_of[first]));

@@ -261,12 +261,14 @@ sample summarize(const std::vector<double>& v) {
   return s;
 }
 
-// ---- trace scalars -------------------------------------------------------------------------------
+// ---- trace scalars
+// -------------------------------------------------------------------------------
 
 TEST(analytical_se, exact_traces_with_covariances_match_dense_products) {
   const model_case c = make_case(60, 37, 1);
   std::mt19937_64 rng(5);
-  draws z = draw(cholesky(c.vp, c.m), cholesky(c.d, c.m), cholesky(add(c.vy, c.vp, -1), c.m), c.m, rng);
+  draws z =
+      draw(cholesky(c.vp, c.m), cholesky(c.d, c.m), cholesky(add(c.vy, c.vp, -1), c.m), c.m, rng);
   se_exact_model model{c.a, c.pev_w, c.pev_p, &c.pec_w, &c.pec_p};
   const trace_scalars got = exact_trace_scalars(input_of(c, z, true), model);
   expect_traces_near(got, dense_traces(c.vp, c.vw, c.vy, c.d, z.p, c.m));
@@ -279,8 +281,10 @@ TEST(analytical_se, exact_traces_take_missing_pairs_as_zero) {
   matrix cp = c.cp;
   for (int i = 0; i < c.m; ++i)
     for (int j = 0; j < i; ++j) {
-      if ((i * 7 + j) % 3 == 0) kept.push_back({i, j, at(c.cp, c.m, i, j), 0});
-      else at(cp, c.m, i, j) = at(cp, c.m, j, i) = 0.0;
+      if ((i * 7 + j) % 3 == 0)
+        kept.push_back({i, j, at(c.cp, c.m, i, j), 0});
+      else
+        at(cp, c.m, i, j) = at(cp, c.m, j, i) = 0.0;
     }
   const pec_matrix pec_p = make_pec_matrix(c.m, kept);
   matrix cw(c.cw.size(), 0.0);
@@ -353,7 +357,8 @@ TEST(analytical_se, approx_traces_match_dense_products_of_diagonal_matrices) {
   in.y = z.y;
   in.s2 = s2;
   in.h2 = h2;
-  expect_traces_near(approx_trace_scalars(in, {diag_a, rw, rp}), dense_traces(vp, vw, vy, d, z.p, m));
+  expect_traces_near(approx_trace_scalars(in, {diag_a, rw, rp}),
+                     dense_traces(vp, vw, vy, d, z.p, m));
 }
 
 TEST(analytical_se, exact_traces_read_only_the_lower_triangle) {
@@ -401,7 +406,8 @@ TEST(analytical_se, exact_traces_do_not_depend_on_the_thread_count) {
   omp_set_num_threads(saved);
 }
 
-// ---- variances against Monte Carlo -----------------------------------------------------------------
+// ---- variances against Monte Carlo
+// -----------------------------------------------------------------
 
 // The covariances of the moments (S_pw, S_pp, S_ww), of the bias and of the reliability over
 // draws from the model against the trace formulas.
@@ -509,7 +515,8 @@ TEST(analytical_se, correlation_variances_match_monte_carlo) {
   EXPECT_NEAR(plug_pa, spa.var, 0.15 * spa.var);
 }
 
-// ---- limits and warnings ------------------------------------------------------------------------------
+// ---- limits and warnings
+// ------------------------------------------------------------------------------
 
 TEST(analytical_se, fisher_z_limits_are_symmetric_on_the_z_scale) {
   const interval r = fisher_z_interval(0.6, 0.0025);
@@ -584,7 +591,8 @@ TEST(analytical_se, limits_are_centred_on_the_point_values) {
   // Predictive ability: Fisher's z on cor(y, p), then SD and limits divided by sqrt(h2).
   const double rho_y = s.s_py / std::sqrt(s.s_pp * s.s_yy);
   EXPECT_NEAR(r.values.pred_ability, rho_y / 0.6, 1e-14);
-  const double gy[3] = {1 / std::sqrt(s.s_pp * s.s_yy), -rho_y / (2 * s.s_pp), -rho_y / (2 * s.s_yy)};
+  const double gy[3] = {1 / std::sqrt(s.s_pp * s.s_yy), -rho_y / (2 * s.s_pp),
+                        -rho_y / (2 * s.s_yy)};
   const double oy[3][3] = {{0.9 + 0.8, 1.8, 1.6}, {1.8, 1.8, 1.8}, {1.6, 1.8, 10.0}};
   double qy = 0;
   for (int a = 0; a < 3; ++a)
@@ -603,10 +611,14 @@ TEST(analytical_se, negative_variances_are_set_to_zero_with_a_warning) {
   const se_result r = intervals_from_traces(in, {0.9, -1.0, 8.0, -40.0, 5.0, -0.6, -0.4});
   ASSERT_GT(r.moments.s_pp, 0.0);
   ASSERT_EQ(r.warnings.size(), 4u);
-  EXPECT_EQ(r.warnings[0], "Warning: negative sampling variance of the absolute bias for trait 3 set to 0");
-  EXPECT_EQ(r.warnings[1], "Warning: negative sampling variance of the dispersion for trait 3 set to 0");
-  EXPECT_EQ(r.warnings[2], "Warning: negative sampling variance of the reliability for trait 3 set to 0");
-  EXPECT_EQ(r.warnings[3], "Warning: negative sampling variance of the predictive ability for trait 3 set to 0");
+  EXPECT_EQ(r.warnings[0],
+            "Warning: negative sampling variance of the absolute bias for trait 3 set to 0");
+  EXPECT_EQ(r.warnings[1],
+            "Warning: negative sampling variance of the dispersion for trait 3 set to 0");
+  EXPECT_EQ(r.warnings[2],
+            "Warning: negative sampling variance of the reliability for trait 3 set to 0");
+  EXPECT_EQ(r.warnings[3],
+            "Warning: negative sampling variance of the predictive ability for trait 3 set to 0");
   EXPECT_GT(r.intervals.ratio_acc.variance, 0.0);
   EXPECT_EQ(r.intervals.bias.variance, 0.0);
   EXPECT_EQ(r.intervals.bias.lower, r.values.bias);
@@ -618,7 +630,8 @@ TEST(analytical_se, negative_variances_are_set_to_zero_with_a_warning) {
 
   const se_result ratio = intervals_from_traces(in, {0.9, 0.7, -50.0, 0.8, 5.0, 0.6, 0.4});
   ASSERT_EQ(ratio.warnings.size(), 1u);
-  EXPECT_EQ(ratio.warnings[0], "Warning: negative sampling variance of the ratio of accuracies for trait 3 set to 0");
+  EXPECT_EQ(ratio.warnings[0],
+            "Warning: negative sampling variance of the ratio of accuracies for trait 3 set to 0");
   EXPECT_EQ(ratio.intervals.ratio_acc.lower, ratio.values.ratio_acc);
 }
 
@@ -634,7 +647,9 @@ TEST(analytical_se, exact_without_covariances_prints_the_conservative_warning) {
   const se_result r = se_exact(in, {c.a, c.pev_w, c.pev_p, nullptr, nullptr});
   const std::string out = ::testing::internal::GetCapturedStdout();
   ASSERT_FALSE(r.warnings.empty());
-  EXPECT_EQ(r.warnings[0], "Warning: no prediction error covariances for trait 2; standard errors are conservative");
+  EXPECT_EQ(
+      r.warnings[0],
+      "Warning: no prediction error covariances for trait 2; standard errors are conservative");
   std::string printed;
   for (const std::string& l : r.warnings) printed += l + "\n";
   EXPECT_EQ(out, printed);
@@ -643,11 +658,19 @@ TEST(analytical_se, exact_without_covariances_prints_the_conservative_warning) {
   const se_result with = se_exact(in, {c.a, c.pev_w, c.pev_p, &c.pec_w, &c.pec_p});
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
   EXPECT_TRUE(with.warnings.empty());
+
+  ::testing::internal::CaptureStdout();
+  const se_result half = se_exact(in, {c.a, c.pev_w, c.pev_p, nullptr, &c.pec_p});
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "Warning: prediction error covariances for trait 2 only in the partial evaluation; "
+            "those of the whole evaluation are taken as 0\n");
+  EXPECT_EQ(half.warnings.size(), 1u);
 }
 
 TEST(analytical_se, approx_accuracies_come_from_acc_or_se_columns) {
   const std::vector<double> acc = {0.5, 1.2, -0.1}, diag = {1.0, 1.25, 1.0};
-  EXPECT_EQ(approx_accuracies(accuracy_column::acc, acc, {}, 2.0), (std::vector<double>{0.5, 1.0, 0.0}));
+  EXPECT_EQ(approx_accuracies(accuracy_column::acc, acc, {}, 2.0),
+            (std::vector<double>{0.5, 1.0, 0.0}));
   const std::vector<double> se = {1.0, 0.5, 3.0};
   const std::vector<double> r = approx_accuracies(accuracy_column::se, se, diag, 2.0);
   EXPECT_NEAR(r[0], std::sqrt(1 - 1.0 / 2.0), 1e-15);

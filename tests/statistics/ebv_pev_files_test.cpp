@@ -98,10 +98,10 @@ TEST(ebv_pev_files, bad_lines_stop_naming_file_and_line) {
 
 TEST(ebv_pev_files, pec_pairs_in_either_order_fill_the_lower_triangle) {
   const std::string path = write_temp("pc1",
-                                      "4 2 0.10\n"   // positions 2, 0
-                                      "9 4 0.50\n"   // 9 not focal: skipped
-                                      "2 2 0.70\n"   // an animal with itself: skipped
-                                      "3 4 -0.20\n"  // positions 1, 2
+                                      "4 2 0.10\n"      // positions 2, 0
+                                      "9 4 0.50\n"      // 9 not focal: skipped
+                                      "2 2 0.70\n"      // an animal with itself: skipped
+                                      "3 4 -0.20\n"     // positions 1, 2
                                       "2 3 0.05 x\n");  // positions 0, 1
   const std::vector<int> focal = {2, 3, 4};
   const pec_matrix c = read_pec(path, focal, 9);
