@@ -44,7 +44,8 @@ void run_replicates(const double* rows, std::int32_t n, double gvar_focal, doubl
   constexpr std::size_t stride = with_y ? 4 : 2;
   const auto un = static_cast<std::size_t>(n);
   for (std::int64_t r = r_begin; r < r_end; ++r) {
-    detail::lr_sums sums;  // a local, so the sums stay in registers
+    // Plain locals (not a struct) keep the four sums in registers.
+    double sum_w = 0.0, sum_p = 0.0, sum_y = 0.0, sum_d = 0.0;
     for (std::size_t i = 0; i < un; ++i) {
       const float u = lecuyer_stream::uniform_from_z(s.next_z_folded());
       const auto k = static_cast<std::size_t>(lecuyer_stream::integer_from_uniform(u, 1, n) - 1);
@@ -52,15 +53,16 @@ void run_replicates(const double* rows, std::int32_t n, double gvar_focal, doubl
       const double wk = row[0], pk = row[1];
       wb[i] = wk;
       pb[i] = pk;
-      sums.w += wk;
-      sums.p += pk;
-      sums.d += pk - wk;
+      sum_w += wk;
+      sum_p += pk;
+      sum_d += pk - wk;
       if constexpr (with_y) {
         const double yk = row[2];
         yb[i] = yk;
-        sums.y += yk;
+        sum_y += yk;
       }
     }
+    const detail::lr_sums sums{sum_w, sum_p, sum_y, sum_d};
     const std::span<const double> ybs = with_y ? std::span<const double>(yb, un)
                                                : std::span<const double>();
     const lr_values v = detail::lr_from_sums(sums, std::span<const double>(wb, un),

@@ -31,6 +31,7 @@ lr_values lr_from_sums(const lr_sums& sums, std::span<const double> w, std::span
   out.bias = sums.d / dn;
   if (y.empty()) {
     for (std::size_t i = 0; i < body; i += lanes) {
+      #pragma GCC unroll 4
       for (std::size_t l = 0; l < lanes; ++l) {
         const double cp = p[i + l] - mp;
         const double cw = w[i + l] - mw;
@@ -51,6 +52,7 @@ lr_values lr_from_sums(const lr_sums& sums, std::span<const double> w, std::span
     double syy[lanes] = {};
     double syp[lanes] = {};
     for (std::size_t i = 0; i < body; i += lanes) {
+      #pragma GCC unroll 4
       for (std::size_t l = 0; l < lanes; ++l) {
         const double cp = p[i + l] - mp;
         const double cw = w[i + l] - mw;

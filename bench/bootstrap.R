@@ -1,0 +1,47 @@
+# The bootstrap of bench/bootstrap.cpp written as an R user would, with the boot package, on
+# the same data (the file that `bootstrap 20000 10000 2 FILE` writes), for comparison of speed.
+#   Rscript bench/bootstrap.R FILE [R=10000] [ncpus=2]
+# Needs Debian's r-base-core and r-cran-boot.
+suppressPackageStartupMessages(library(boot))
+
+args <- commandArgs(trailingOnly = TRUE)
+if (length(args) < 1) stop("usage: Rscript bootstrap.R DATAFILE [R] [ncpus]")
+data_file <- args[1]
+nrep <- if (length(args) >= 2) as.integer(args[2]) else 10000L
+ncpus <- if (length(args) >= 3) as.integer(args[3]) else 2L
+
+# The genetic variances of the focal animals and the heritabilities used by bootstrap.cpp.
+gvar <- c(1.0, 0.4)
+h2 <- c(0.3, 0.15)
+
+d <- read.table(data_file, header = TRUE)
+cat(sprintf("R boot: n = %d, R = %d, ncpus = %d\n", nrow(d), nrep, ncpus))
+
+lr_statistics <- function(x, i, gvar, h2) {
+  s <- x[i, ]
+  n <- nrow(s)
+  c(bias = mean(s$p - s$w),
+    dispersion = cov(s$w, s$p) / var(s$p),
+    ratio_acc = cor(s$p, s$w),
+    reliability = cov(s$p, s$w) * (n - 1) / n / gvar,
+    pred_ability = cor(s$y, s$p) / sqrt(h2))
+}
+
+total <- 0
+for (t in 1:2) {
+  x <- data.frame(w = d[[paste0("w", t)]], p = d[[paste0("p", t)]], y = d[[paste0("y", t)]])
+  set.seed(t)
+  elapsed <- system.time(
+    b <- boot(x, lr_statistics, R = nrep, gvar = gvar[t], h2 = h2[t],
+              parallel = if (ncpus > 1) "multicore" else "no", ncpus = ncpus)
+  )[["elapsed"]]
+  total <- total + elapsed
+  cat(sprintf("trait %d: %.3f s\n", t, elapsed))
+  for (j in seq_along(b$t0)) {
+    v <- b$t[, j]
+    q <- quantile(v, c(0.025, 0.975), names = FALSE)
+    cat(sprintf("  %-20s %12.6f  SD %12.6f  [%12.6f, %12.6f]\n", names(b$t0)[j], b$t0[j],
+                sd(v), q[1], q[2]))
+  }
+}
+cat(sprintf("total %.3f s for 2 traits (%.3f s per trait)\n", total, total / 2))
