@@ -740,5 +740,26 @@ TEST(analytical_se, pec_matrix_reports_a_pair_given_twice_in_either_order) {
   EXPECT_EQ(c.value, (std::vector<double>{0.1, 0.2}));
 }
 
+TEST(analytical_se, one_or_no_focal_animal_gives_non_finite_values_without_a_stop) {
+  const std::vector<double> one = {0.5}, a = {1.0}, pev = {0.2}, acc = {0.7};
+  se_trait_input in;
+  in.w = one;
+  in.p = one;
+  in.s2 = 1.0;
+  in.gvar_focal = 1.0;
+  const se_result r =
+      intervals_from_traces(in, exact_trace_scalars(in, {a, pev, pev, nullptr, nullptr}));
+  EXPECT_EQ(r.values.bias, 0.0);
+  EXPECT_FALSE(std::isfinite(r.values.dispersion));
+  EXPECT_FALSE(std::isfinite(r.intervals.ratio_acc.lower));
+  const se_result ra = intervals_from_traces(in, approx_trace_scalars(in, {a, acc, acc}));
+  EXPECT_FALSE(std::isfinite(ra.values.ratio_acc));
+  in.w = in.p = {};
+  const se_result none =
+      intervals_from_traces(in, exact_trace_scalars(in, {{}, {}, {}, nullptr, nullptr}));
+  EXPECT_TRUE(std::isnan(none.values.bias));
+  EXPECT_TRUE(std::isnan(none.intervals.bias.variance));
+}
+
 }  // namespace
 }  // namespace ventrel::statistics
