@@ -1,0 +1,56 @@
+// The focal record: per validation-set file, its focal individuals and their solutions in the
+// whole and the partial evaluation (and phenotypes for predictive ability), row i of every
+// array being the same individual.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "linalg/dense_matrix.hpp"
+
+namespace ventrel::validation {
+
+// The four accepted solution-file layouts, named after the header line that announces them.
+enum class solution_layout {
+  orvane,     // "trait/effect level  solution"
+  tirvex,     // "trait/effect level      solution"
+  orvane_se,  // "trait/effect level  solution          s.e."
+  quodax,     // "trait/effect level  solution acc"
+};
+
+// What the fifth column of a data line holds.
+enum class extra_column { none, se, acc };
+
+extra_column extra_column_of(solution_layout layout);
+
+// One focal set. Cells that no file filled hold NaN (a trait that the set does not validate and
+// that the solution files lack).
+struct focal_set {
+  std::string file;                    // the validation-set file
+  int n = 0;                           // number of focal individuals
+  std::vector<int> levels;             // [i] level (from 1) of individual i in the validation effect
+  std::vector<double> inb;             // [i] inbreeding of individual i; 0 until the pedigree phase
+  std::vector<int> traits;             // traits (from 1) this set validates, ascending
+  linalg::dense_matrix whole;          // n x ntrait solutions of the whole evaluation
+  linalg::dense_matrix partial;        // n x ntrait solutions of the partial evaluation
+  linalg::dense_matrix phenotype;      // n x ntrait mean adjusted phenotypes; NaN without
+                                       // predictive ability
+  extra_column extra = extra_column::none;  // what whole_extra and partial_extra hold
+  linalg::dense_matrix whole_extra;    // n x ntrait s.e. or accuracy from the whole file; 0 x 0
+                                       // when the files have no such column
+  linalg::dense_matrix partial_extra;  // the same from the partial file
+};
+
+// The focal levels of all sets, indexed through an array over the levels of the validation
+// effect so that a solution line finds its row in constant time.
+struct focal_index {
+  std::vector<std::int32_t> slot;  // [level] 1 + position in levels; 0 for a level not focal
+  std::vector<int> levels;         // the distinct focal levels, in order of first appearance
+};
+
+// Builds the index of the levels of every set; nlev is the validation effect's number of levels
+// (every level is known to lie in 1..nlev).
+focal_index index_focal_levels(const std::vector<focal_set>& sets, int nlev);
+
+}  // namespace ventrel::validation

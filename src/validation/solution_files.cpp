@@ -1,0 +1,182 @@
+// Solution files: header check, streaming read, and the focal records.
+#include "validation/solution_files.hpp"
+
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+#include "common/freeformat.hpp"
+#include "validation/validation_set.hpp"
+#include "validation/yhat_residual.hpp"
+
+namespace ventrel::validation {
+
+namespace {
+
+constexpr double missing = std::numeric_limits<double>::quiet_NaN();
+
+// Headers in the order they are tried.
+constexpr std::array<std::pair<std::string_view, solution_layout>, 4> headers{{
+    {"trait/effect level  solution acc", solution_layout::quodax},
+    {"trait/effect level  solution", solution_layout::orvane},
+    {"trait/effect level      solution", solution_layout::tirvex},
+    {"trait/effect level  solution          s.e.", solution_layout::orvane_se},
+}};
+
+std::string first_line(const std::string& path) {
+  line_reader r(path);
+  std::string_view line;
+  return r.next(line) ? std::string(line) : std::string();
+}
+
+std::string shown(std::string_view line) {
+  return "\"" + std::string(line.substr(0, 100)) + (line.size() > 100 ? "...\"" : "\"");
+}
+
+[[noreturn]] void unreadable(const line_reader& r, std::string_view line, extra_column extra) {
+  const char* fifth = extra == extra_column::se ? ", s.e." : extra == extra_column::acc ? ", acc" : "";
+  fatal({"Cannot read a solution line: trait, effect, level, solution" + std::string(fifth) +
+             " expected",
+         at_line(r.path(), r.line_number()) + ": " + shown(line)});
+}
+
+// Stops when a focal individual lacks a solution for a trait its set validates.
+void check_complete(const std::vector<focal_set>& sets, const focal_index& index,
+                    const linalg::dense_matrix& sol, const std::string& path) {
+  for (const focal_set& s : sets)
+    for (int t : s.traits)
+      for (int level : s.levels)
+        if (std::isnan(sol(index.slot[level] - 1, t - 1)))
+          fatal({"Focal individual " + num(level) + " (validation set file " + s.file +
+                     ") has no solution for trait " + num(t),
+                 "in solution file " + path});
+}
+
+// Copies the rows of the distinct focal levels into a set's own order.
+linalg::dense_matrix rows_of(const focal_set& s, const focal_index& index,
+                             const linalg::dense_matrix& by_level) {
+  linalg::dense_matrix out(s.n, by_level.cols);
+  for (int i = 0; i < s.n; ++i)
+    for (int t = 0; t < by_level.cols; ++t) out(i, t) = by_level(index.slot[s.levels[i]] - 1, t);
+  return out;
+}
+
+}  // namespace
+
+std::optional<solution_layout> layout_of_header(std::string_view header) {
+  header = trim_right(header);
+  for (const auto& [text, layout] : headers)
+    if (header == text) return layout;
+  return std::nullopt;
+}
+
+solution_layout check_headers(const std::string& whole, const std::string& partial) {
+  const std::optional<solution_layout> w = layout_of_header(first_line(whole));
+  const std::optional<solution_layout> p = layout_of_header(first_line(partial));
+  if (!w || !p)
+    fatal({whole + " and " + partial + " have an invalid format or the header was modified.",
+           "Valid headers | formats are: ",
+           "trait/effect level  solution                | orvane+ solutions",
+           "trait/effect level      solution            | tirvex solutions",
+           "trait/effect level  solution          s.e.  | orvane+ solutions and s.e.",
+           "trait/effect level  solution acc            | quodax solutions and accuracies"});
+  if (*w != *p) fatal({whole + " and " + partial + " are in different formats", "or have different headers"});
+  return *w;
+}
+
+focal_solutions read_solution_file(const std::string& path, solution_layout layout, int effect,
+                                   int ntrait, const focal_index& index) {
+  const extra_column extra = extra_column_of(layout);
+  const std::size_t need = extra == extra_column::none ? 4 : 5;
+  const int ndist = static_cast<int>(index.levels.size());
+  const int nlev = static_cast<int>(index.slot.size()) - 1;
+  focal_solutions out;
+  out.sol = linalg::dense_matrix(ndist, ntrait);
+  std::fill(out.sol.a.begin(), out.sol.a.end(), missing);
+  if (extra != extra_column::none) out.extra = linalg::dense_matrix(ndist, ntrait);
+
+  line_reader r(path);
+  std::string_view line;
+  r.next(line);  // the header, checked before
+  std::array<std::string_view, 5> f;
+  while (r.next(line)) {
+    const std::size_t n = split_fields(line, f);
+    if (n == 0) continue;
+    int trait = 0, eff = 0, level = 0;
+    double sol = 0, fifth = 0;
+    if (n < need || !parse_int(f[0], trait) || !parse_int(f[1], eff) || !parse_int(f[2], level) ||
+        !parse_real(f[3], sol) || (need == 5 && !parse_real(f[4], fifth)))
+      unreadable(r, line, extra);
+    if (eff != effect) continue;
+    if (trait < 1 || trait > ntrait)
+      fatal({"Trait " + num(trait) + " of a solution line is outside 1 to " + num(ntrait),
+             at_line(path, r.line_number())});
+    if (level < 1 || level > nlev)
+      fatal({"Level " + num(level) + " of a solution line is outside the levels 1 to " + num(nlev) +
+                 " of effect " + num(effect),
+             at_line(path, r.line_number())});
+    const std::int32_t d = index.slot[level] - 1;
+    if (d < 0) continue;
+    if (!std::isfinite(sol) || !std::isfinite(fifth))
+      fatal({"A solution line holds a value that is not a finite number", at_line(path, r.line_number()) +
+                                                                             ": " + shown(line)});
+    double& cell = out.sol(d, trait - 1);
+    if (!std::isnan(cell))
+      fatal({"The solution of trait " + num(trait) + " for level " + num(level) + " is given twice",
+             at_line(path, r.line_number())});
+    cell = sol;
+    if (need == 5) out.extra(d, trait - 1) = fifth;
+  }
+  return out;
+}
+
+std::vector<focal_set> read_focal_sets(const validation_options& o,
+                                       const parfile::model_parameters& model) {
+  const int ntrait = model.ntrait;
+  const int nlev = std::max(model.nlev[o.focal_effect - 1], 0);
+  std::vector<focal_set> sets;
+  for (std::size_t k = 0; k < o.validation_files.size(); ++k) {
+    focal_set s;
+    s.file = o.validation_files[k];
+    s.levels = read_validation_set(s.file, o.focal_effect, nlev);
+    s.n = static_cast<int>(s.levels.size());
+    s.inb.assign(s.n, 0.0);
+    if (o.validation_files.size() == 1)
+      for (int t = 1; t <= ntrait; ++t) s.traits.push_back(t);
+    else
+      s.traits.push_back(static_cast<int>(k) + 1);
+    sets.push_back(std::move(s));
+  }
+  const focal_index index = index_focal_levels(sets, nlev);
+
+  const solution_layout layout = check_headers(o.sol_whole, o.sol_partial);
+  const focal_solutions whole = read_solution_file(o.sol_whole, layout, o.focal_effect, ntrait, index);
+  check_complete(sets, index, whole.sol, o.sol_whole);
+  const focal_solutions partial =
+      read_solution_file(o.sol_partial, layout, o.focal_effect, ntrait, index);
+  check_complete(sets, index, partial.sol, o.sol_partial);
+
+  linalg::dense_matrix y;
+  if (o.predictive_ability) y = read_yhat_residual("yhat_residual", ntrait, index);
+
+  for (focal_set& s : sets) {
+    s.whole = rows_of(s, index, whole.sol);
+    s.partial = rows_of(s, index, partial.sol);
+    s.extra = extra_column_of(layout);
+    if (s.extra != extra_column::none) {
+      s.whole_extra = rows_of(s, index, whole.extra);
+      s.partial_extra = rows_of(s, index, partial.extra);
+    }
+    if (o.predictive_ability) {
+      s.phenotype = rows_of(s, index, y);
+    } else {
+      s.phenotype = linalg::dense_matrix(s.n, ntrait);
+      std::fill(s.phenotype.a.begin(), s.phenotype.a.end(), missing);
+    }
+  }
+  return sets;
+}
+
+}  // namespace ventrel::validation
