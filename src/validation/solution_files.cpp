@@ -1,6 +1,7 @@
 // Solution files: header check, streaming read, and the focal records.
 #include "validation/solution_files.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
