@@ -43,7 +43,8 @@ trait_data simulate(int n, double s2, double h2, normal_source& g) {
   for (int i = 0; i < n; ++i) {
     const double u = std::sqrt(s2) * g.next();
     const double w = rel_w * u + std::sqrt(rel_w * (1 - rel_w) * s2) * g.next();
-    const double p = (rel_p / rel_w) * w + std::sqrt((rel_p / rel_w) * (rel_w - rel_p) * s2) * g.next();
+    const double b = rel_p / rel_w;  // regression of partial on whole
+    const double p = b * w + std::sqrt(b * (rel_w - rel_p) * s2) * g.next();
     const double y = u + std::sqrt(s2 * (1 - h2) / h2) * g.next();
     d.w.push_back(w);
     d.p.push_back(p);

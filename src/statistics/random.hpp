@@ -121,7 +121,9 @@ class rng {
   const lecuyer_stream& current() const { return state_[static_cast<std::size_t>(current_ - 1)]; }
   int current_generator() const { return current_; }  // 1-based
   // Initial seeds of generator g (1-based).
-  const lecuyer_stream& initial_seeds(int g) const { return initial_[static_cast<std::size_t>(g - 1)]; }
+  const lecuyer_stream& initial_seeds(int g) const {
+    return initial_[static_cast<std::size_t>(g - 1)];
+  }
 
  private:
   std::array<lecuyer_stream, lecuyer_generators> initial_{};  // initial seeds per generator

@@ -122,7 +122,8 @@ TEST(bootstrap, the_stream_continues_across_traits_and_focal_sets) {
 TEST(bootstrap, runs_are_reproducible) {
   const auto d = make_focal_data(300);
   rng a, b;
-  expect_same(bootstrap(d.w, d.p, d.y, gvar, h2, 100, a), bootstrap(d.w, d.p, d.y, gvar, h2, 100, b));
+  expect_same(bootstrap(d.w, d.p, d.y, gvar, h2, 100, a),
+              bootstrap(d.w, d.p, d.y, gvar, h2, 100, b));
 }
 
 TEST(bootstrap, one_draw_resamples_the_whole_row) {
