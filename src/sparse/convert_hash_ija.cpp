@@ -42,12 +42,12 @@ void sort_row(int* ja, double* a, std::int64_t lo, std::int64_t hi,
     return;
   }
   work.resize(static_cast<std::size_t>(len));
-  for (std::int64_t k = 0; k < len; ++k) work[static_cast<std::size_t>(k)] = {ja[lo + k], a[lo + k]};
+  for (std::int64_t k = 0; k < len; ++k) work[k] = {ja[lo + k], a[lo + k]};
   std::sort(work.begin(), work.end(),
             [](const auto& p, const auto& q) { return p.first < q.first; });
   for (std::int64_t k = 0; k < len; ++k) {
-    ja[lo + k] = work[static_cast<std::size_t>(k)].first;
-    a[lo + k] = work[static_cast<std::size_t>(k)].second;
+    ja[lo + k] = work[k].first;
+    a[lo + k] = work[k].second;
   }
 }
 
@@ -67,7 +67,7 @@ void convert(const sparse_hashm& h, basic_ija<Ptr>& out, int first, int last, in
       fatal({head + " element outside the order of the matrix",
              "row, column, order: " + num(r) + " " + num(c) + " " + num(order)});
     if (r < first || r > last || c < first || c > last) continue;
-    ++cnt[static_cast<std::size_t>(r - first + 1)];
+    ++cnt[r - first + 1];
     ++total;
   }
   std::int64_t room = max_nz < 0 ? std::numeric_limits<std::int64_t>::max() : max_nz;
@@ -79,18 +79,18 @@ void convert(const sparse_hashm& h, basic_ija<Ptr>& out, int first, int last, in
   out.n = nb;
   out.ia.assign(static_cast<std::size_t>(nb) + 1, 0);
   out.ia[0] = 1;
-  for (int i = 1; i <= nb; ++i) out.ia[static_cast<std::size_t>(i)] = out.ia[static_cast<std::size_t>(i - 1)] + cnt[static_cast<std::size_t>(i)];
+  for (int i = 1; i <= nb; ++i) out.ia[i] = out.ia[i - 1] + cnt[i];
   out.ja.assign(static_cast<std::size_t>(total), 0);
   out.a.assign(static_cast<std::size_t>(total), 0.0);
 
   // next free position (from 0) of every row
-  for (int i = 0; i < nb; ++i) cnt[static_cast<std::size_t>(i)] = out.ia[static_cast<std::size_t>(i)] - 1;
+  for (int i = 0; i < nb; ++i) cnt[i] = out.ia[i] - 1;
   for (std::int64_t s = 1; s <= h.nel; ++s) {
     int r = slot_row(h, s), c = slot_col(h, s);
     if (r < first || r > last || c < first || c > last) continue;  // empty slots too
-    Ptr& p = cnt[static_cast<std::size_t>(r - first)];
-    out.ja[static_cast<std::size_t>(p)] = c - first + 1;
-    out.a[static_cast<std::size_t>(p)] = slot_value(h, s);
+    Ptr& p = cnt[r - first];
+    out.ja[p] = c - first + 1;
+    out.a[p] = slot_value(h, s);
     ++p;
   }
 
@@ -99,7 +99,7 @@ void convert(const sparse_hashm& h, basic_ija<Ptr>& out, int first, int last, in
     std::vector<std::pair<int, double>> work;
 #pragma omp for schedule(dynamic, 4096)
     for (int i = 0; i < nb; ++i)
-      sort_row(out.ja.data(), out.a.data(), static_cast<std::int64_t>(out.ia[static_cast<std::size_t>(i)]) - 1,
+      sort_row(out.ja.data(), out.a.data(), static_cast<std::int64_t>(out.ia[i]) - 1,
                static_cast<std::int64_t>(out.ia[static_cast<std::size_t>(i) + 1]) - 1, work);
   }
 }

@@ -29,11 +29,11 @@ double sum_block(const basic_ija<Ptr>& a, int first, int last, F f) {
   double total = 0.0;
 #pragma omp parallel for schedule(dynamic, 256) reduction(+ : total)
   for (int r = first; r <= last; ++r) {
-    for (std::int64_t k = static_cast<std::int64_t>(a.ia[static_cast<std::size_t>(r - 1)]) - 1;
-         k < static_cast<std::int64_t>(a.ia[static_cast<std::size_t>(r)]) - 1; ++k) {
-      int c = a.ja[static_cast<std::size_t>(k)];
+    for (std::int64_t k = static_cast<std::int64_t>(a.ia[r - 1]) - 1;
+         k < static_cast<std::int64_t>(a.ia[r]) - 1; ++k) {
+      int c = a.ja[k];
       if (c < first || c > last || c < r) continue;
-      total += f(r - first, c - first, a.a[static_cast<std::size_t>(k)]);
+      total += f(r - first, c - first, a.a[k]);
     }
   }
   return total;

@@ -31,7 +31,7 @@ ija_matrix random_ija(int n, int additions, unsigned seed) {
 double dense_quadratic(const linalg::dense_matrix& d, const std::vector<double>& x) {
   double s = 0.0;
   for (int i = 0; i < d.rows; ++i)
-    for (int j = 0; j < d.cols; ++j) s += x[static_cast<std::size_t>(i)] * d(i, j) * x[static_cast<std::size_t>(j)];
+    for (int j = 0; j < d.cols; ++j) s += x[i] * d(i, j) * x[j];
   return s;
 }
 

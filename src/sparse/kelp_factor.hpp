@@ -1,0 +1,55 @@
+// KELP engine: CHOLMOD's supernodal Cholesky P A P' = F F' through the 64-bit integer API,
+// ordered by AMD or METIS; log-determinant, solves and products from the factor.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "sparse/cholmod_session.hpp"
+#include "sparse/ija_matrix.hpp"
+#include "sparse/ldl_factor.hpp"
+#include "sparse/upper_csr.hpp"
+
+namespace ventrel::sparse {
+
+enum class kelp_ordering { amd, metis };
+
+class kelp_factor {
+ public:
+  kelp_factor() = default;
+  ~kelp_factor();
+  kelp_factor(const kelp_factor&) = delete;
+  kelp_factor& operator=(const kelp_factor&) = delete;
+
+  // Fill-reducing permutation of the pattern of a (perm[k] = original index of pivot k).
+  void order(const upper_csr& a, kelp_ordering ordering);
+  void set_permutation(std::vector<std::int64_t> perm);
+  // Symbolic factorisation with the permutation in force, followed by CHOLMOD's postorder of
+  // the elimination tree (so that the final permutation may differ from the one given), and
+  // the check that every supernode's row list is sorted without duplicates.
+  void analyze(const upper_csr& a);
+  // Numeric supernodal factorisation with `threads` BLAS threads.
+  void factorize(const upper_csr& a, int threads);
+  void release();  // discards permutation and factor
+
+  bool analyzed() const { return l_ != nullptr; }
+  const cholmod_factor* factor() const { return l_; }
+  // The permutation in force: the final one once analysed.
+  std::vector<std::int64_t> permutation() const;
+
+  double logdet() const;                     // 2 sum log F_kk
+  void solve(std::span<double> x);           // x := A^{-1} x
+  void product(factor_product what, std::span<double> x);  // as ldl_product, with F of CHOLMOD
+  void export_factor(ija8_matrix& u) const;  // U = F' (upper, rows of U = columns of F)
+  std::int64_t factor_nnz() const;           // stored elements of F (lower triangle)
+  std::int64_t storage() const;              // reals held for the factor (supernodal panels)
+  std::int64_t supernodes() const;
+
+ private:
+  cholmod_session s_;
+  std::vector<SuiteSparse_long> perm_;  // the permutation given to the analysis
+  cholmod_factor* l_ = nullptr;
+};
+
+}  // namespace ventrel::sparse

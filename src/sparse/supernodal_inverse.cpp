@@ -1,0 +1,311 @@
+// Supernodal Takahashi sparse inverse over CHOLMOD's LL' supernodal factor.
+#include "sparse/supernodal_inverse.hpp"
+
+#include <cblas.h>
+#include <lapacke.h>
+
+#include <algorithm>
+#include <atomic>
+#include <queue>
+#include <string>
+#include <utility>
+
+#include "common/fatal.hpp"
+
+extern "C" void openblas_set_num_threads(int);
+
+namespace ventrel::sparse {
+namespace {
+
+using idx = std::int64_t;
+
+// Blocks smaller than this (in multiply-adds) go through plain loops: a BLAS call costs more
+// than the work for the many tiny supernodes of a pedigree.
+constexpr idx small_block = 2048;
+
+// C += alpha * A * B, A m x m symmetric with its lower triangle given.
+void symm_lower(idx m, idx n, double alpha, const double* a, idx lda, const double* b, idx ldb,
+                double* c, idx ldc) {
+  if (m * m * n < small_block) {
+    for (idx j = 0; j < n; ++j)
+      for (idx k = 0; k < m; ++k) {
+        const double bkj = alpha * b[k + j * ldb];
+        for (idx i = 0; i < m; ++i) c[i + j * ldc] += (i >= k ? a[i + k * lda] : a[k + i * lda]) * bkj;
+      }
+    return;
+  }
+  cblas_dsymm(CblasColMajor, CblasLeft, CblasLower, static_cast<int>(m), static_cast<int>(n), alpha, a,
+              static_cast<int>(lda), b, static_cast<int>(ldb), 1.0, c, static_cast<int>(ldc));
+}
+
+// C += alpha * op(A) * B with op(A) = A (m x k) or A' (A k x m).
+void gemm(bool trans_a, idx m, idx n, idx k, double alpha, const double* a, idx lda,
+          const double* b, idx ldb, double* c, idx ldc) {
+  if (m * n * k < small_block) {
+    for (idx j = 0; j < n; ++j)
+      for (idx q = 0; q < k; ++q) {
+        const double bqj = alpha * b[q + j * ldb];
+        if (trans_a)
+          for (idx i = 0; i < m; ++i) c[i + j * ldc] += a[q + i * lda] * bqj;
+        else
+          for (idx i = 0; i < m; ++i) c[i + j * ldc] += a[i + q * lda] * bqj;
+      }
+    return;
+  }
+  cblas_dgemm(CblasColMajor, trans_a ? CblasTrans : CblasNoTrans, CblasNoTrans, static_cast<int>(m),
+              static_cast<int>(n), static_cast<int>(k), alpha, a, static_cast<int>(lda), b,
+              static_cast<int>(ldb), 1.0, c, static_cast<int>(ldc));
+}
+
+// X := X L^{-1} for X m x c and L c x c lower triangular (solve X L = B in place).
+void trsm_right_lower(idx m, idx c, const double* l, idx ldl, double* x, idx ldx) {
+  if (m * c * c < small_block) {
+    for (idx j = c - 1; j >= 0; --j) {
+      double* xj = x + j * ldx;
+      for (idx k = j + 1; k < c; ++k) {
+        const double lkj = l[k + j * ldl];
+        const double* xk = x + k * ldx;
+        for (idx i = 0; i < m; ++i) xj[i] -= xk[i] * lkj;
+      }
+      const double d = 1.0 / l[j + j * ldl];
+      for (idx i = 0; i < m; ++i) xj[i] *= d;
+    }
+    return;
+  }
+  cblas_dtrsm(CblasColMajor, CblasRight, CblasLower, CblasNoTrans, CblasNonUnit, static_cast<int>(m),
+              static_cast<int>(c), 1.0, l, static_cast<int>(ldl), x, static_cast<int>(ldx));
+}
+
+struct workspace {
+  std::vector<double> w, gtop, gbelow;
+  std::vector<idx> rel;
+};
+
+class sweep {
+ public:
+  sweep(const cholmod_factor* l, std::vector<double>& z)
+      : n_(static_cast<idx>(l->n)), nsuper_(static_cast<idx>(l->nsuper)),
+        super_(static_cast<const SuiteSparse_long*>(l->super)),
+        pi_(static_cast<const SuiteSparse_long*>(l->pi)),
+        px_(static_cast<const SuiteSparse_long*>(l->px)),
+        s_(static_cast<const SuiteSparse_long*>(l->s)),
+        x_(static_cast<const double*>(l->x)), z_(z.data()), col_super_(static_cast<std::size_t>(n_)) {
+    for (idx j = 0; j < nsuper_; ++j)
+      for (idx k = super_[j]; k < super_[j + 1]; ++k) col_super_[k] = j;
+  }
+
+  idx nsuper() const { return nsuper_; }
+  idx ncols(idx j) const { return super_[j + 1] - super_[j]; }
+  idx nrows(idx j) const { return pi_[j + 1] - pi_[j]; }
+  // supernode holding the first row below the columns of j, -1 at a root
+  idx parent(idx j) const {
+    return nrows(j) > ncols(j) ? col_super_[s_[pi_[j] + ncols(j)]] : -1;
+  }
+  bool failed() const { return failed_.load(); }
+
+  // The whole step for supernode j; its ancestors must be done.
+  void process(idx j, workspace& ws) {
+    const idx c = ncols(j), r = nrows(j), m = r - c;
+    const double* lp = x_ + px_[j];
+    double* zp = z_ + px_[j];
+    std::copy(lp, lp + r * c, zp);
+    double* lhat = zp + c;  // rows S of the panel, leading dimension r
+    if (m > 0) trsm_right_lower(m, c, lp, r, lhat, r);
+    if (c == 1) {
+      zp[0] = 1.0 / (lp[0] * lp[0]);
+    } else if (LAPACKE_dpotri_work(LAPACK_COL_MAJOR, 'L', static_cast<int>(c), zp, static_cast<int>(r)) != 0) {
+      failed_ = true;
+      return;
+    }
+    if (m == 0) return;
+
+    const SuiteSparse_long* srows = s_ + pi_[j] + c;
+    ws.w.assign(static_cast<std::size_t>(m * c), 0.0);
+    ws.rel.resize(static_cast<std::size_t>(m));
+    double* w = ws.w.data();
+    for (idx s0 = 0; s0 < m;) {
+      // rows s0..s1-1 of S are columns of supernode k
+      const idx k = col_super_[srows[s0]];
+      const idx k1 = super_[k], k2 = super_[k + 1], ck = k2 - k1, rk = nrows(k);
+      const SuiteSparse_long* krows = s_ + pi_[k];
+      const double* zk = z_ + px_[k];
+      idx s1 = s0;
+      while (s1 < m && srows[s1] < k2) {
+        ws.rel[s1] = srows[s1] - k1;
+        ++s1;
+      }
+      for (idx t = s1, q = ck; t < m; ++t) {  // rows below: merge with the rows of k
+        while (q < rk && krows[q] < srows[t]) ++q;
+        if (q == rk || krows[q] != srows[t]) {
+          failed_ = true;
+          return;
+        }
+        ws.rel[t] = q;
+      }
+      const idx nb = s1 - s0, mb = m - s1;
+      const idx* rel = ws.rel.data();
+      const bool cols_contiguous = rel[s1 - 1] - rel[s0] == nb - 1;
+
+      // Z(S_b, S_b), lower triangle
+      const double* gtop = zk + rel[s0] + rel[s0] * rk;
+      idx ldtop = rk;
+      if (!cols_contiguous) {
+        ws.gtop.resize(static_cast<std::size_t>(nb * nb));
+        for (idx b = 0; b < nb; ++b)
+          for (idx a = b; a < nb; ++a) ws.gtop[a + b * nb] = zk[rel[s0 + a] + rel[s0 + b] * rk];
+        gtop = ws.gtop.data();
+        ldtop = nb;
+      }
+      symm_lower(nb, c, -1.0, gtop, ldtop, lhat + s0, r, w + s0, m);
+
+      if (mb > 0) {
+        // Z(S below b, S_b)
+        const bool rows_contiguous = rel[m - 1] - rel[s1] == mb - 1;
+        const double* gb = zk + rel[s1] + rel[s0] * rk;
+        idx ldb = rk;
+        if (!(cols_contiguous && rows_contiguous)) {
+          ws.gbelow.resize(static_cast<std::size_t>(mb * nb));
+          for (idx b = 0; b < nb; ++b)
+            for (idx a = 0; a < mb; ++a) ws.gbelow[a + b * mb] = zk[rel[s1 + a] + rel[s0 + b] * rk];
+          gb = ws.gbelow.data();
+          ldb = mb;
+        }
+        gemm(false, mb, c, nb, -1.0, gb, ldb, lhat + s0, r, w + s1, m);
+        gemm(true, nb, c, mb, -1.0, gb, ldb, lhat + s1, r, w + s0, m);
+      }
+      s0 = s1;
+    }
+    gemm(true, c, c, m, -1.0, lhat, r, w, m, zp, r);  // Z_JJ = D_J^{-1} - L^' Z_SJ
+    for (idx b = 0; b < c; ++b) std::copy(w + b * m, w + (b + 1) * m, lhat + b * r);
+  }
+
+ private:
+  idx n_, nsuper_;
+  const SuiteSparse_long *super_, *pi_, *px_, *s_;
+  const double* x_;
+  double* z_;
+  std::vector<idx> col_super_;
+  std::atomic<bool> failed_{false};
+};
+
+// Splits the supernodal tree into a top part, done one supernode at a time with threaded
+// BLAS, and subtrees small enough to balance over the threads. A subtree of a postordered
+// tree is the range first[j]..j; pieces are returned as roots, largest work first.
+struct schedule {
+  std::vector<char> top;
+  std::vector<idx> pieces, first;
+  bool contiguous = true;
+};
+
+schedule plan(const sweep& sw, int threads) {
+  const idx ns = sw.nsuper();
+  schedule sc;
+  sc.top.assign(static_cast<std::size_t>(ns), 0);
+  sc.first.resize(static_cast<std::size_t>(ns));
+  std::vector<double> work(static_cast<std::size_t>(ns));
+  std::vector<idx> size(static_cast<std::size_t>(ns), 1), nchild(static_cast<std::size_t>(ns) + 1, 0);
+  for (idx j = 0; j < ns; ++j) {
+    const double c = static_cast<double>(sw.ncols(j)), m = static_cast<double>(sw.nrows(j) - sw.ncols(j));
+    work[j] = c * m * m + c * c * m + c * c * c + 50.0;
+    sc.first[j] = j;
+  }
+  double total = 0.0;
+  for (idx j = 0; j < ns; ++j) {  // children come before parents
+    total += work[j];
+    idx p = sw.parent(j);
+    if (p < 0) continue;
+    work[p] += work[j];
+    size[p] += size[j];
+    sc.first[p] = std::min(sc.first[p], sc.first[j]);
+    ++nchild[p + 1];
+  }
+  for (idx j = 0; j < ns; ++j) {
+    if (size[j] != j - sc.first[j] + 1) sc.contiguous = false;
+    nchild[j + 1] += nchild[j];
+  }
+  std::vector<idx> child(static_cast<std::size_t>(nchild[ns])), next(nchild.begin(), nchild.end() - 1);
+  std::priority_queue<std::pair<double, idx>> queue;
+  for (idx j = 0; j < ns; ++j) {
+    idx p = sw.parent(j);
+    if (p < 0) queue.push({work[j], j});
+    else child[next[p]++] = j;
+  }
+  if (threads <= 1 || !sc.contiguous) {
+    std::fill(sc.top.begin(), sc.top.end(), 1);
+    return sc;
+  }
+  const double piece_limit = total / (4.0 * threads);
+  while (!queue.empty() && queue.top().first > piece_limit) {
+    idx j = queue.top().second;
+    queue.pop();
+    sc.top[j] = 1;
+    for (idx q = nchild[j]; q < nchild[j + 1]; ++q) queue.push({work[child[q]], child[q]});
+  }
+  while (!queue.empty()) {
+    sc.pieces.push_back(queue.top().second);
+    queue.pop();
+  }
+  return sc;
+}
+
+}  // namespace
+
+supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
+  supernodal_inverse inv;
+  inv.z.assign(l->xsize, 0.0);
+  sweep sw(l, inv.z);
+  schedule sc = plan(sw, threads);
+
+  openblas_set_num_threads(threads);
+  workspace ws;
+  for (idx j = sw.nsuper() - 1; j >= 0 && !sw.failed(); --j)
+    if (sc.top[j]) sw.process(j, ws);
+
+  if (!sc.pieces.empty() && !sw.failed()) {
+    openblas_set_num_threads(1);
+#pragma omp parallel num_threads(threads)
+    {
+      workspace tws;
+#pragma omp for schedule(dynamic, 1)
+      for (std::size_t q = 0; q < sc.pieces.size(); ++q) {
+        const idx root = sc.pieces[q];
+        for (idx j = root; j >= sc.first[root] && !sw.failed(); --j) sw.process(j, tws);
+      }
+    }
+    openblas_set_num_threads(threads);
+  }
+  if (sw.failed())
+    fatal(std::vector<std::string>{"MORLO90 (KELP): An error occurred.",
+                                   "sparse inverse: the supernodal factor is not usable"});
+  return inv;
+}
+
+void scatter_inverse(const cholmod_factor* l, const supernodal_inverse& inv, upper_csr& a) {
+  const idx n = static_cast<idx>(l->n);
+  auto super = static_cast<const SuiteSparse_long*>(l->super);
+  auto pi = static_cast<const SuiteSparse_long*>(l->pi);
+  auto px = static_cast<const SuiteSparse_long*>(l->px);
+  auto s = static_cast<const SuiteSparse_long*>(l->s);
+  auto perm = static_cast<const SuiteSparse_long*>(l->Perm);
+  std::vector<idx> pinv(static_cast<std::size_t>(n)), col_super(static_cast<std::size_t>(n));
+  for (idx k = 0; k < n; ++k) pinv[perm[k]] = k;
+  for (idx j = 0; j < static_cast<idx>(l->nsuper); ++j)
+    for (idx k = super[j]; k < super[j + 1]; ++k) col_super[k] = j;
+#pragma omp parallel for schedule(dynamic, 1024)
+  for (int i = 0; i < a.n; ++i) {
+    for (idx p = a.row_begin(i); p < a.row_end(i); ++p) {
+      const idx pi_ = pinv[i], pj = pinv[a.ja[p] - 1];
+      const idx col = std::min(pi_, pj), row = std::max(pi_, pj);
+      const idx k = col_super[col], k1 = super[k], ck = super[k + 1] - k1, rk = pi[k + 1] - pi[k];
+      idx pos = row - k1;
+      if (row >= super[k + 1]) {
+        const SuiteSparse_long* first = s + pi[k] + ck;
+        const SuiteSparse_long* last = s + pi[k + 1];
+        pos = std::lower_bound(first, last, static_cast<SuiteSparse_long>(row)) - (s + pi[k]);
+      }
+      a.a[p] = pos < rk ? inv.z[static_cast<std::size_t>(px[k] + pos + (col - k1) * rk)] : 0.0;
+    }
+  }
+}
+
+}  // namespace ventrel::sparse
