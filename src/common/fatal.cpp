@@ -14,4 +14,6 @@ void fatal(std::vector<std::string> lines) { throw fatal_error(std::move(lines))
 
 void fatal(std::string line) { throw fatal_error({std::move(line)}); }
 
+void fatal(std::initializer_list<std::string> lines) { throw fatal_error(std::vector<std::string>(lines)); }
+
 }  // namespace ventrel

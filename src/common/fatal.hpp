@@ -3,6 +3,7 @@
 #pragma once
 
 #include <exception>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -22,5 +23,8 @@ class fatal_error : public std::exception {
 // Stops the run with the given message lines, printed exactly as given (no blanks added).
 [[noreturn]] void fatal(std::vector<std::string> lines);
 [[noreturn]] void fatal(std::string line);
+// Braced lines, fatal({"first", "second"}): preferred over the overloads above, so that two
+// literals are never taken for an iterator pair.
+[[noreturn]] void fatal(std::initializer_list<std::string> lines);
 
 }  // namespace ventrel
