@@ -1,0 +1,74 @@
+// The engines behind solve_mme.
+#include "simulate/mme_solver.hpp"
+
+#include <lapacke.h>
+
+#include <cstdint>
+
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+
+namespace ventrel::simulate {
+
+namespace {
+
+// Dense engine: the full matrix (lower triangle), dpotrf, dpotrs and dpotri. O(neq^2) memory
+// and O(neq^3) time.
+std::vector<double> solve_dense(mme_system& sys, bool inverse) {
+  sparse::ija_matrix& m = sys.lhs;
+  const int n = m.n;
+  const std::size_t un = static_cast<std::size_t>(n);
+  std::vector<double> a(un * un, 0.0);
+  for (int i = 1; i <= n; ++i) {
+    for (int p = m.ia[static_cast<std::size_t>(i - 1)]; p < m.ia[static_cast<std::size_t>(i)]; ++p) {
+      const std::size_t j = static_cast<std::size_t>(m.ja[static_cast<std::size_t>(p - 1)]);
+      a[(j - 1) + static_cast<std::size_t>(i - 1) * un] = m.a[static_cast<std::size_t>(p - 1)];
+    }
+  }
+  int info = LAPACKE_dpotrf(LAPACK_COL_MAJOR, 'L', n, a.data(), n);
+  if (info != 0) {
+    fatal("ventrel-simulate: the mixed-model equations are not positive definite (dense pivot " +
+          num(info) + ")");
+  }
+  std::vector<double> x = sys.rhs;
+  for (std::size_t e = 0; e < un; ++e) if (sys.unused[e]) x[e] = 0.0;
+  info = LAPACKE_dpotrs(LAPACK_COL_MAJOR, 'L', n, 1, a.data(), n, x.data(), n);
+  if (info != 0) fatal("ventrel-simulate: dense solve failed");
+  if (inverse) {
+    info = LAPACKE_dpotri(LAPACK_COL_MAJOR, 'L', n, a.data(), n);
+    if (info != 0) fatal("ventrel-simulate: dense inverse failed");
+    for (int i = 1; i <= n; ++i) {
+      for (int p = m.ia[static_cast<std::size_t>(i - 1)]; p < m.ia[static_cast<std::size_t>(i)]; ++p) {
+        const std::size_t j = static_cast<std::size_t>(m.ja[static_cast<std::size_t>(p - 1)]);
+        m.a[static_cast<std::size_t>(p - 1)] = a[(j - 1) + static_cast<std::size_t>(i - 1) * un];
+      }
+    }
+  }
+  return x;
+}
+
+// Sparse engine: the sparse library's factorisation and sparse inverse.
+std::vector<double> solve_sparse(mme_system& sys, bool inverse) {
+  (void)sys;
+  (void)inverse;
+  fatal("ventrel-simulate: the sparse solver is not available in this build; use --solver dense");
+}
+
+}  // namespace
+
+std::vector<double> solve_mme(mme_system& sys, bool inverse, solver_engine engine) {
+  if (engine == solver_engine::automatic) {
+    engine = sys.lhs.n <= dense_limit ? solver_engine::dense : solver_engine::sparse;
+  }
+  std::vector<double> x = engine == solver_engine::dense ? solve_dense(sys, inverse)
+                                                         : solve_sparse(sys, inverse);
+  const sparse::ija_matrix& m = sys.lhs;
+  for (std::size_t e = 0; e < x.size(); ++e) {
+    if (!sys.unused[e]) continue;
+    x[e] = 0.0;
+    if (inverse) sys.lhs.a[static_cast<std::size_t>(m.ia[e] - 1)] = 0.0;  // the diagonal leads its row
+  }
+  return x;
+}
+
+}  // namespace ventrel::simulate
