@@ -71,6 +71,14 @@ TEST(simulate_evaluation, two_trait_blup_pev_and_pec_equal_the_dense_inverse) {
   expect_blup_equals_dense_solve(2, solver_engine::dense);
 }
 
+TEST(simulate_evaluation, sparse_engine_one_trait_equals_the_dense_inverse) {
+  expect_blup_equals_dense_solve(1, solver_engine::sparse);
+}
+
+TEST(simulate_evaluation, sparse_engine_two_traits_equals_the_dense_inverse) {
+  expect_blup_equals_dense_solve(2, solver_engine::sparse);
+}
+
 TEST(simulate_evaluation, pair_index_runs_over_the_pairs_in_order) {
   const std::size_t m = 5;
   std::size_t k = 0;

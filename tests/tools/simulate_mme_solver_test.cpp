@@ -1,0 +1,89 @@
+// The engines of solve_mme: solutions and the inverse at the pattern, dense and sparse, against
+// the dense reference inverse.
+#include "simulate/mme_solver.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "common/fatal.hpp"
+#include "simulate/rng.hpp"
+#include "simulate_test_util.hpp"
+#include "sparse/convert_hash_ija.hpp"
+#include "sparse/hash_matrix.hpp"
+
+namespace ventrel::simulate {
+namespace {
+
+// A random sparse symmetric positive definite system (diagonally dominant), with equation 3
+// marked unused (identity row), in the form build_mme leaves.
+mme_system random_system(int n, std::uint64_t seed) {
+  rng r(seed);
+  sparse::sparse_hashm h;
+  sparse::init(h, 1024, sparse::hash_storage::upper, n);
+  std::vector<double> rowsum(static_cast<std::size_t>(n) + 1, 0.0);
+  for (int k = 0; k < 4 * n; ++k) {
+    int i = 1 + r.below(n), j = 1 + r.below(n);
+    if (i == j || i == 3 || j == 3) continue;
+    if (i > j) std::swap(i, j);
+    const double v = r.uniform() - 0.5;
+    sparse::addm(v, i, j, h);
+    rowsum[static_cast<std::size_t>(i)] += std::fabs(v);
+    rowsum[static_cast<std::size_t>(j)] += std::fabs(v);
+  }
+  mme_system s;
+  s.rhs.resize(static_cast<std::size_t>(n));
+  s.unused.assign(static_cast<std::size_t>(n), 0);
+  for (int i = 1; i <= n; ++i) {
+    sparse::addm(i == 3 ? 1.0 : rowsum[static_cast<std::size_t>(i)] + 0.5 + r.uniform(), i, i, h);
+    s.rhs[static_cast<std::size_t>(i - 1)] = i == 3 ? 0.0 : r.normal();
+  }
+  s.unused[2] = 1;
+  sparse::convert_hash_ija(h, s.lhs);
+  return s;
+}
+
+void expect_engine_matches_reference(solver_engine engine) {
+  mme_system s = random_system(60, 4);
+  const linalg::dense_matrix c = testing::dense_of(s.lhs);
+  const linalg::dense_matrix cinv = reference::dense_spd_inverse(c);
+  const std::vector<double> ref = testing::times(cinv, s.rhs);
+  const std::vector<double> x = solve_mme(s, true, engine);
+  for (std::size_t e = 0; e < x.size(); ++e) EXPECT_NEAR(x[e], ref[e], 1e-10);
+  for (int i = 1; i <= s.lhs.n; ++i) {
+    for (int p = s.lhs.ia[static_cast<std::size_t>(i - 1)]; p < s.lhs.ia[static_cast<std::size_t>(i)]; ++p) {
+      const int j = s.lhs.ja[static_cast<std::size_t>(p - 1)];
+      const double expect = i == 3 ? 0.0 : cinv(i - 1, j - 1);
+      EXPECT_NEAR(s.lhs.a[static_cast<std::size_t>(p - 1)], expect, 1e-12) << i << "," << j;
+    }
+  }
+}
+
+TEST(simulate_mme_solver, dense_engine_solves_and_inverts_at_the_pattern) {
+  expect_engine_matches_reference(solver_engine::dense);
+}
+
+TEST(simulate_mme_solver, sparse_engine_solves_and_inverts_at_the_pattern) {
+  expect_engine_matches_reference(solver_engine::sparse);
+}
+
+TEST(simulate_mme_solver, without_inverse_the_matrix_is_left_as_it_was) {
+  mme_system s = random_system(40, 8);
+  const std::vector<double> before = s.lhs.a;
+  solve_mme(s, false, solver_engine::automatic);
+  EXPECT_EQ(s.lhs.a, before);
+}
+
+TEST(simulate_mme_solver, a_matrix_that_is_not_positive_definite_stops) {
+  mme_system s = random_system(20, 2);
+  s.lhs.a[static_cast<std::size_t>(s.lhs.ia[5] - 1)] = -1.0;  // a negative diagonal (row 6)
+  try {
+    solve_mme(s, false, solver_engine::dense);
+    ADD_FAILURE() << "no stop";
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines().at(0).rfind("ventrel-simulate: the mixed-model equations are not positive definite", 0), 0u);
+  }
+}
+
+}  // namespace
+}  // namespace ventrel::simulate
