@@ -1,0 +1,276 @@
+// Inbreeding by Colleau's indirect method over the reduced pedigree of parents: one column of A
+// per sire (Sargolzaei, Iwaisaki and Colleau 2005), or the hybrid parallel scheme.
+#include <omp.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "pedigree/colleau_block.hpp"
+#include "pedigree/inbreeding_kernels.hpp"
+
+namespace ventrel::pedigree::detail {
+namespace {
+
+// A mating seen from its column animal: the mate's row and the progeny's position.
+struct mating {
+  index_t mate = 0;
+  index_t progeny = 0;
+};
+
+// Work of one stage: columns by Colleau's product, or single matings traced by Meuwissen and Luo.
+struct task {
+  index_t row = 0;        // column animal (Colleau) or sire row (traced)
+  index_t other = 0;      // dam row (traced); unused for a column
+  std::size_t first = 0;  // its matings: mates[first .. last)
+  std::size_t last = 0;
+  bool traced = false;
+};
+
+struct plan {
+  sub_pedigree sub;                       // metafounders, then every parent, parents first
+  std::vector<index_t> row_lap;           // longest ancestral path of each row (metafounders 0)
+  std::vector<index_t> position;          // animal position of each row (0 for metafounders)
+  std::vector<mating> mates;              // grouped by task
+  std::vector<std::vector<task>> stages;  // tasks by stage
+  index_t max_lap = 0;
+};
+
+plan make_plan(const pedigree_table& ped, index_t n, const group_info& groups, const indirect_options& opt,
+               std::vector<double>& f) {
+  plan pl;
+  const index_t nmf = groups.metafounders() ? groups.nupg : 0;
+  const std::size_t un = static_cast<std::size_t>(n);
+  // Rows: metafounders 1..nmf, then every animal that is a parent, in parents-first order.
+  std::vector<index_t> row_of(un + 1, 0);
+  for (index_t i = 1; i <= n; ++i) {
+    const parents& p = ped[static_cast<std::size_t>(i)];
+    if (p.sire >= 1 && p.sire <= n) row_of[static_cast<std::size_t>(p.sire)] = 1;
+    if (p.dam >= 1 && p.dam <= n) row_of[static_cast<std::size_t>(p.dam)] = 1;
+  }
+  index_t m = nmf;
+  pl.position.assign(static_cast<std::size_t>(nmf) + 1, 0);
+  for (index_t i = 1; i <= n; ++i)
+    if (row_of[static_cast<std::size_t>(i)]) {
+      row_of[static_cast<std::size_t>(i)] = ++m;
+      pl.position.push_back(i);
+    }
+  auto row = [&](index_t code) -> index_t {
+    if (code == 0) return 0;
+    return code > n ? code - n : row_of[static_cast<std::size_t>(code)];
+  };
+  sub_pedigree& sub = pl.sub;
+  sub.m = m;
+  sub.nmf = nmf;
+  sub.par.assign(static_cast<std::size_t>(m) + 1, parents{});
+  sub.d.assign(static_cast<std::size_t>(m) + 1, 0.0);
+  if (nmf > 0) sub.gamma.assign(groups.gamma.begin(), groups.gamma.end());
+  pl.row_lap.assign(static_cast<std::size_t>(m) + 1, 0);
+  for (index_t r = nmf + 1; r <= m; ++r) {
+    const parents& p = ped[static_cast<std::size_t>(pl.position[static_cast<std::size_t>(r)])];
+    parents& q = sub.par[static_cast<std::size_t>(r)];
+    q = parents{row(p.sire), row(p.dam)};
+    pl.row_lap[static_cast<std::size_t>(r)] = 1 + std::max(pl.row_lap[static_cast<std::size_t>(q.sire)],
+                                                           pl.row_lap[static_cast<std::size_t>(q.dam)]);
+    pl.max_lap = std::max(pl.max_lap, pl.row_lap[static_cast<std::size_t>(r)]);
+  }
+
+  // Matings with both parents relatable, as (sire row, dam row, progeny); a pair of
+  // metafounders needs no product.
+  struct entry {
+    index_t s, d, progeny;
+  };
+  std::vector<entry> all;
+  all.reserve(un);
+  for (index_t i = 1; i <= n; ++i) {
+    const parents& p = ped[static_cast<std::size_t>(i)];
+    if (p.sire == 0 || p.dam == 0) continue;
+    if (p.sire > n && p.dam > n) {
+      f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, p.sire, p.dam);
+      continue;
+    }
+    all.push_back({row(p.sire), row(p.dam), i});
+  }
+  // Column of each mating: the sire, or (hybrid) the parent with more distinct mates, a vertex
+  // cover of the mating graph that needs few columns when few animals have many mates.
+  std::vector<index_t> column(all.size());
+  std::vector<index_t> degree;
+  if (opt.sire_columns) {
+    for (std::size_t k = 0; k < all.size(); ++k) column[k] = all[k].s;
+  } else {
+    std::vector<std::uint64_t> pairs(all.size());
+    for (std::size_t k = 0; k < all.size(); ++k) {
+      const auto lo = static_cast<std::uint64_t>(std::min(all[k].s, all[k].d));
+      const auto hi = static_cast<std::uint64_t>(std::max(all[k].s, all[k].d));
+      pairs[k] = (lo << 32) | hi;
+    }
+    std::sort(pairs.begin(), pairs.end());
+    pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
+    degree.assign(static_cast<std::size_t>(m) + 1, 0);
+    for (std::uint64_t pr : pairs) {
+      const auto a = static_cast<std::size_t>(pr >> 32), b = static_cast<std::size_t>(pr & 0xffffffffu);
+      ++degree[a];
+      if (b != a) ++degree[b];
+    }
+    for (std::size_t k = 0; k < all.size(); ++k) {
+      const index_t s = all[k].s, d = all[k].d;
+      column[k] = degree[static_cast<std::size_t>(s)] >= degree[static_cast<std::size_t>(d)] ? s : d;
+    }
+  }
+  // Hybrid: a column whose animal has at most `few` distinct mates costs a pass over the rows
+  // for very few matings; such matings are traced by Meuwissen and Luo instead (their cost is
+  // their ancestors, never more rows than a pass). A traced mating needs the Mendelian
+  // variances of both parents' ancestors, so it waits for the later parent's stage.
+  constexpr index_t few = 2;
+  auto traced = [&](std::size_t k) {
+    return !opt.sire_columns && degree[static_cast<std::size_t>(column[k])] <= few;
+  };
+  auto lap = [&](index_t r) { return pl.row_lap[static_cast<std::size_t>(r)]; };
+  struct keyed {
+    index_t stage, a, b;  // stage, then column row (or sire, dam rows of a traced mating)
+    index_t progeny, mate;
+    bool traced;
+  };
+  std::vector<keyed> keys(all.size());
+  for (std::size_t k = 0; k < all.size(); ++k) {
+    const entry& e = all[k];
+    if (traced(k))
+      keys[k] = {std::max(lap(e.s), lap(e.d)), e.s, e.d, e.progeny, 0, true};
+    else
+      keys[k] = {lap(column[k]), column[k], -1, e.progeny, column[k] == e.s ? e.d : e.s, false};
+  }
+  std::sort(keys.begin(), keys.end(), [](const keyed& u, const keyed& v) {
+    if (u.stage != v.stage) return u.stage < v.stage;
+    if (u.a != v.a) return u.a < v.a;
+    if (u.b != v.b) return u.b < v.b;
+    return u.progeny < v.progeny;
+  });
+  pl.stages.assign(static_cast<std::size_t>(pl.max_lap) + 1, {});
+  pl.mates.reserve(keys.size());
+  for (std::size_t k = 0; k < keys.size(); ++k) {
+    const keyed& e = keys[k];
+    std::vector<task>& st = pl.stages[static_cast<std::size_t>(e.stage)];
+    const bool same = k > 0 && keys[k - 1].stage == e.stage && keys[k - 1].a == e.a && keys[k - 1].b == e.b &&
+                      keys[k - 1].traced == e.traced;
+    if (!same) st.push_back({e.a, e.traced ? e.b : 0, pl.mates.size(), pl.mates.size(), e.traced});
+    pl.mates.push_back({e.mate, e.progeny});
+    st.back().last = pl.mates.size();
+  }
+  return pl;
+}
+
+// A(r,r) of a row: 1 + F for an animal, Gamma(k,k) for a metafounder, 0 for row 0.
+double self_relationship(const plan& pl, const std::vector<double>& f, index_t r) {
+  const sub_pedigree& s = pl.sub;
+  if (r == 0) return 0.0;
+  if (r <= s.nmf) return s.gamma[static_cast<std::size_t>(r - 1) * (static_cast<std::size_t>(s.nmf) + 1)];
+  return 1.0 + f[static_cast<std::size_t>(pl.position[static_cast<std::size_t>(r)])];
+}
+
+// Meuwissen and Luo's row of L for one progeny of (s, d), with the ancestors in buckets by
+// longest ancestral path; returns A(i,i) - 1 = F of the progeny.
+struct tracer {
+  std::vector<double> l;
+  std::vector<std::vector<index_t>> bucket;
+  std::vector<double> t;  // fractions of genes from the metafounders
+  std::vector<index_t> t_used;
+  explicit tracer(const plan& pl)
+      : l(static_cast<std::size_t>(pl.sub.m) + 1, 0.0),
+        bucket(static_cast<std::size_t>(pl.max_lap) + 1),
+        t(static_cast<std::size_t>(pl.sub.nmf) + 1, 0.0) {}
+
+  double inbreeding(const plan& pl, const std::vector<double>& f, index_t s, index_t d) {
+    const sub_pedigree& sub = pl.sub;
+    auto add = [&](index_t p, double v) {
+      if (p == 0) return;
+      if (p <= sub.nmf) {
+        if (t[static_cast<std::size_t>(p)] == 0.0) t_used.push_back(p);
+        t[static_cast<std::size_t>(p)] += v;
+        return;
+      }
+      double& lp = l[static_cast<std::size_t>(p)];
+      if (lp == 0.0) bucket[static_cast<std::size_t>(pl.row_lap[static_cast<std::size_t>(p)])].push_back(p);
+      lp += v;
+    };
+    double sum = 1.0 - 0.25 * (self_relationship(pl, f, s) + self_relationship(pl, f, d));
+    add(s, 0.5);
+    add(d, 0.5);
+    for (std::size_t g = bucket.size(); g-- > 1;) {
+      std::vector<index_t>& b = bucket[g];
+      for (std::size_t k = 0; k < b.size(); ++k) {
+        const index_t j = b[k];
+        const double lj = l[static_cast<std::size_t>(j)];
+        l[static_cast<std::size_t>(j)] = 0.0;
+        sum += lj * lj * sub.d[static_cast<std::size_t>(j)];
+        const parents& pj = sub.par[static_cast<std::size_t>(j)];
+        add(pj.sire, 0.5 * lj);
+        add(pj.dam, 0.5 * lj);
+      }
+      b.clear();
+    }
+    for (index_t a : t_used)
+      for (index_t b : t_used)
+        sum += t[static_cast<std::size_t>(a)] * t[static_cast<std::size_t>(b)] *
+               sub.gamma[static_cast<std::size_t>(a - 1) +
+                         static_cast<std::size_t>(b - 1) * static_cast<std::size_t>(sub.nmf)];
+    for (index_t a : t_used) t[static_cast<std::size_t>(a)] = 0.0;
+    t_used.clear();
+    return sum - 1.0;
+  }
+};
+
+}  // namespace
+
+// F(i) = A(s,d)/2. Colleau's product gives the column A e_c of a column animal c over the reduced
+// pedigree of parents (parents of parents are parents, so it is closed under ancestry), and its
+// entries at c's mates give the coefficients of all of c's progeny at once. The product needs the
+// Mendelian variances D of c and its ancestors only, which are known once every mating of smaller
+// longest ancestral path (LAP) is done: tasks go stage by stage in LAP order, and within a stage
+// they are independent and run in parallel, each thread with its own workspace. Every
+// coefficient comes from one task whose arithmetic does not depend on the thread, so the result
+// is the same for any thread count. Metafounders are rows of their own related by Gamma.
+// Cost per column: its ancestors plus the rows between the oldest of them and its youngest mate.
+void inbreeding_indirect(const pedigree_table& ped, index_t n, const group_info& groups,
+                         const indirect_options& opt, std::vector<double>& f) {
+  f.assign(static_cast<std::size_t>(n) + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
+  plan pl = make_plan(ped, n, groups, opt, f);
+  // Rows by LAP, for the Mendelian variances that each stage needs.
+  std::vector<std::vector<index_t>> rows_at(static_cast<std::size_t>(pl.max_lap) + 1);
+  for (index_t r = pl.sub.nmf + 1; r <= pl.sub.m; ++r)
+    rows_at[static_cast<std::size_t>(pl.row_lap[static_cast<std::size_t>(r)])].push_back(r);
+  const int threads = std::max(1, opt.nthreads);
+#pragma omp parallel num_threads(threads)
+  {
+    block_workspace<1> ws(pl.sub);
+    tracer tr(pl);
+    index_t col[1];
+    for (std::size_t g = 0; g < pl.stages.size(); ++g) {
+      // The variances of the rows of LAP g: their parents' coefficients came from earlier stages.
+#pragma omp single
+      for (index_t r : rows_at[g]) {
+        const parents& p = pl.sub.par[static_cast<std::size_t>(r)];
+        pl.sub.d[static_cast<std::size_t>(r)] =
+            1.0 - 0.25 * (self_relationship(pl, f, p.sire) + self_relationship(pl, f, p.dam));
+      }
+      const std::vector<task>& st = pl.stages[g];
+#pragma omp for schedule(dynamic, 1)
+      for (std::size_t k = 0; k < st.size(); ++k) {
+        const task& t = st[k];
+        if (t.traced) {
+          const double fi = tr.inbreeding(pl, f, t.row, t.other);
+          for (std::size_t e = t.first; e < t.last; ++e)
+            f[static_cast<std::size_t>(pl.mates[e].progeny)] = fi;
+          continue;
+        }
+        index_t top = 0;
+        for (std::size_t e = t.first; e < t.last; ++e) top = std::max(top, pl.mates[e].mate);
+        col[0] = t.row;
+        block_product<1>(pl.sub, col, top, ws);
+        for (std::size_t e = t.first; e < t.last; ++e)
+          f[static_cast<std::size_t>(pl.mates[e].progeny)] = 0.5 * ws.row(pl.mates[e].mate)[0];
+        ws.clear();
+      }
+    }
+  }
+}
+
+}  // namespace ventrel::pedigree::detail

@@ -1,0 +1,102 @@
+// Inbreeding by Meuwissen and Luo (1992), with metafounders; longest ancestral paths.
+#include <algorithm>
+#include <vector>
+
+#include "pedigree/inbreeding_kernels.hpp"
+
+namespace ventrel::pedigree::detail {
+
+std::vector<index_t> ancestral_paths(const pedigree_table& ped, index_t n) {
+  std::vector<index_t> lap(static_cast<std::size_t>(n) + 1, 0);
+  for (index_t i = 1; i <= n; ++i) {
+    const parents& p = ped[static_cast<std::size_t>(i)];
+    index_t g = 0;
+    if (p.sire >= 1 && p.sire <= n) g = std::max(g, lap[static_cast<std::size_t>(p.sire)]);
+    if (p.dam >= 1 && p.dam <= n) g = std::max(g, lap[static_cast<std::size_t>(p.dam)]);
+    lap[static_cast<std::size_t>(i)] = g + 1;
+  }
+  return lap;
+}
+
+// Meuwissen and Luo (1992). Row i of L (A = L D L', L lower triangular with unit diagonal) holds
+// the fractions of genes that animal i has from each ancestor; F(i) = sum_j L(i,j)^2 D(j) - 1.
+// The row is built by visiting the ancestors from the youngest down: the youngest ancestor in
+// the list (largest position, taken from a max-heap) has its fraction complete, adds
+// L(i,j)^2 D(j) and passes half its fraction to each of its parents. D(i) = 1 - (a(s) + a(d))/4
+// with a = 1 + F for an animal parent, 0 for an unknown one. An animal with the same parents as
+// the previous one (a full sib) takes its coefficient.
+// Metafounders enter as ancestors that are not traced further: with t(k) the fraction of genes
+// from metafounder k, F(i) = sum_j L(i,j)^2 D(j) + t' Gamma t - 1, and a(k) = Gamma(k,k).
+// Cost: the number of ancestors of each animal times the log of the list's length.
+void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_info& groups,
+                              std::vector<double>& f) {
+  const bool mf = groups.metafounders();
+  const std::size_t un = static_cast<std::size_t>(n);
+  f.assign(un + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
+  std::vector<double> dvar(un + 1, 0.0);
+  std::vector<double> lrow(un + 1, 0.0);  // fractions of the ancestors in the list; 0 = not in it
+  std::vector<index_t> heap;
+  std::vector<double> t(static_cast<std::size_t>(groups.nupg) + 1, 0.0);
+  std::vector<index_t> t_used;
+  auto self_rel = [&](index_t p) -> double {  // A(p,p), 0 for an unknown parent
+    if (p == 0) return 0.0;
+    if (p > n) return gamma_of(groups, n, p, p);
+    return 1.0 + f[static_cast<std::size_t>(p)];
+  };
+  auto add = [&](index_t p, double v) {
+    if (p == 0) return;
+    if (p > n) {
+      const std::size_t k = static_cast<std::size_t>(p - n);
+      if (t[k] == 0.0) t_used.push_back(p - n);
+      t[k] += v;
+      return;
+    }
+    double& l = lrow[static_cast<std::size_t>(p)];
+    if (l == 0.0) {
+      heap.push_back(p);
+      std::push_heap(heap.begin(), heap.end());
+    }
+    l += v;
+  };
+  for (index_t i = 1; i <= n; ++i) {
+    const parents& p = ped[static_cast<std::size_t>(i)];
+    dvar[static_cast<std::size_t>(i)] = 1.0 - 0.25 * (self_rel(p.sire) + self_rel(p.dam));
+    if (p.sire == 0 || p.dam == 0) continue;  // F = 0
+    if (i > 1 && p.sire == ped[static_cast<std::size_t>(i) - 1].sire &&
+        p.dam == ped[static_cast<std::size_t>(i) - 1].dam) {
+      f[static_cast<std::size_t>(i)] = f[static_cast<std::size_t>(i) - 1];
+      continue;
+    }
+    if (p.sire > n && p.dam > n) {
+      f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, p.sire, p.dam);
+      continue;
+    }
+    double sum = dvar[static_cast<std::size_t>(i)];
+    add(p.sire, 0.5);
+    add(p.dam, 0.5);
+    while (!heap.empty()) {
+      std::pop_heap(heap.begin(), heap.end());
+      const index_t j = heap.back();
+      heap.pop_back();
+      double& lj = lrow[static_cast<std::size_t>(j)];
+      const double l = lj;
+      lj = 0.0;
+      sum += l * l * dvar[static_cast<std::size_t>(j)];
+      const parents& pj = ped[static_cast<std::size_t>(j)];
+      add(pj.sire, 0.5 * l);
+      add(pj.dam, 0.5 * l);
+    }
+    if (mf && !t_used.empty()) {
+      double q = 0.0;
+      for (index_t a : t_used)
+        for (index_t b : t_used)
+          q += t[static_cast<std::size_t>(a)] * t[static_cast<std::size_t>(b)] * groups.gamma_at(a, b);
+      sum += q;
+      for (index_t a : t_used) t[static_cast<std::size_t>(a)] = 0.0;
+      t_used.clear();
+    }
+    f[static_cast<std::size_t>(i)] = sum - 1.0;
+  }
+}
+
+}  // namespace ventrel::pedigree::detail

@@ -1,0 +1,174 @@
+// The pedigree phase: pedigree, renumbering, inbreeding and the focal animals' genetic variance.
+#include "pedigree/pedigree_phase.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "common/console.hpp"
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+#include "common/freeformat.hpp"
+#include "pedigree/focal_relationships.hpp"
+#include "pedigree/inbreeding.hpp"
+#include "pedigree/read_pedigree.hpp"
+#include "pedigree/renumber.hpp"
+
+namespace ventrel::pedigree {
+namespace {
+
+// ranolt.inb: identifier (not used), coefficient, renumbered animal; read to its end or to the
+// first line that cannot be read so. A later line for the same animal replaces an earlier one.
+void read_ranolt_inb(const std::string& path, std::int32_t n, std::vector<double>& inb) {
+  if (!file_exists(path))
+    fatal({path + " does not exist",
+           "The inbreeding coefficients of OPTION ReadExternalInbreeding are read from " + path});
+  line_reader file(path);
+  std::string_view line;
+  std::array<std::string_view, 3> f;
+  while (file.next(line)) {
+    const std::size_t k = split_fields(line, f);
+    if (k == 0 && line.find('/') == std::string_view::npos) continue;  // empty record
+    double v = 0.0;
+    std::int32_t a = 0;
+    if (k < 3 || !parse_real(f[1], v) || !parse_int(f[2], a)) break;
+    if (a < 1 || a > n)
+      fatal({"Animal " + num(a) + " of the inbreeding file is not in the pedigree (animals 1 to " + num(n) +
+                 ")",
+             at_line(path, file.line_number())});
+    inb[static_cast<std::size_t>(a)] = v;
+  }
+}
+
+void check_focal(const focal_view& set, std::int32_t n, const std::string& pedfile) {
+  for (std::int32_t a : set.animals)
+    if (a < 1 || a > n)
+      fatal("Focal animal " + num(a) + " is not in the pedigree file " + pedfile + " (animals 1 to " +
+            num(n) + ")");
+}
+
+void sort_inbreeding(pedigree_phase_result& r) {
+  std::fill(r.inb_sorted.begin(), r.inb_sorted.begin() + r.n + 1, 0.0);
+  for (std::int32_t i = 1; i <= r.n; ++i)
+    r.inb_sorted[static_cast<std::size_t>(r.perm[static_cast<std::size_t>(i)])] =
+        r.inb[static_cast<std::size_t>(i)];
+  for (std::int32_t k = r.n + 1; k <= r.n + r.nupg; ++k)
+    r.inb_sorted[static_cast<std::size_t>(k)] = r.inb[static_cast<std::size_t>(k)];
+}
+
+}  // namespace
+
+pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::vector<focal_view>& sets) {
+  pedigree_phase_result r;
+  const std::string pedfile(trim_right(in.pedigree_file));
+  // 1. Start.
+  say("Reading and renumbering pedigree");
+  r.gvar_focal.assign(static_cast<std::size_t>(std::max(in.ntrait, 0)), 0.0);
+  if (in.focal_var.substr(0, 3) == "usr")
+    for (std::size_t t = 0; t < r.gvar_focal.size() && t < in.user_gvar.size(); ++t)
+      r.gvar_focal[t] = in.user_gvar[t];
+
+  // 2. Size of the pedigree and its groups.
+  if (!file_exists(pedfile)) fatal("There is no such pedigree file: " + pedfile);
+  line_reader file(pedfile);
+  const pedigree_count count = count_pedigree(file);
+  if (count.n < 1) fatal("The pedigree file " + pedfile + " holds no animals");
+  r.n = count.n;
+  const bool metafounders = in.gamma.rows > 0;
+  const bool groups = in.groups_allowed || metafounders;
+  r.nupg = groups ? std::max(0, count.maxid - count.n) : 0;
+  if (metafounders) {
+    if (in.gamma.cols != in.gamma.rows) fatal("The metafounders' relationship matrix Gamma is not square");
+    if (in.gamma.rows < r.nupg)
+      fatal({"The pedigree file " + pedfile + " uses group codes up to " + num(count.maxid) + " (" +
+                 num(r.nupg) + " metafounders after its " + num(r.n) + " animals)",
+             "but the metafounders' relationship matrix Gamma is of order " + num(in.gamma.rows)});
+    r.nupg = in.gamma.rows;  // metafounders without progeny may follow the last one used
+    r.gamma = in.gamma.a;
+  }
+  const std::size_t total = static_cast<std::size_t>(r.n) + static_cast<std::size_t>(r.nupg) + 1;
+  r.inb.assign(total, 0.0);
+  r.inb_sorted.assign(total, 0.0);
+
+  // 3, 4. Read and renumber.
+  read_pedigree(file, r.n, groups, r.ped);
+  renumber_pedigree(r.ped, r.nupg, r.perm, in.verbosity, 3);
+  r.ped_sorted = sorted_pedigree(r.ped, r.perm, r.nupg);
+  say("Done");
+
+  inbreeding_options opt;
+  opt.method = in.inbreeding_method;
+  opt.verbosity = in.verbosity;
+  opt.nthreads = in.nthreads;
+  opt.self_generations_file = in.self_generations_file;
+  opt.inb_mf_file = in.inb_mf_file;
+  auto compute = [&](bool with_groups) {
+    compute_inbreeding(r.ped, r.inb, opt, with_groups ? r.groups() : group_info{}, r.perm);
+    r.inbreeding_complete = true;
+  };
+  // The coefficients that a later A_focal needs, where the focal variance did not need them.
+  auto for_relationships = [&]() {
+    if (in.relationships_needed && !r.inbreeding_complete) {
+      compute(r.nupg > 0);
+      sort_inbreeding(r);
+    }
+  };
+
+  // 5. What the focal variance comes from.
+  const std::string source = in.focal_var.substr(0, 3);
+  if (source == "usr") {
+    say("Genetic variance of focal animals provided by the user");
+    for_relationships();
+    return r;
+  }
+  if (source != "inb") {
+    for_relationships();
+    return r;
+  }
+
+  // 6. Inbreeding.
+  if (r.nupg > 0) {
+    compute(true);
+  } else if (!in.read_external_inbreeding) {
+    compute(false);
+  } else {
+    const std::string named(trim_right(in.external_inbreeding_file));
+    if (!file_exists(named)) {
+      say(named + " does not exist");
+      say("Genetic variance of focal animals assumed equal to the genetic variance");
+    } else {
+      say("Genetic variance of focal animals calculated as genetic variance * (1-mean(f))");
+      r.inb[0] = 0.0;
+      read_ranolt_inb(in.ranolt_inb, r.n, r.inb);
+      r.inbreeding_complete = true;
+    }
+  }
+
+  // 7. Sorted coefficients, the focal animals' slots and the genetic variance per trait.
+  sort_inbreeding(r);
+  for (focal_view& set : sets) {
+    check_focal(set, r.n, pedfile);
+    set.inbreeding.resize(set.animals.size());
+    double sum = 0.0;
+    for (std::size_t k = 0; k < set.animals.size(); ++k) {
+      set.inbreeding[k] = r.inb[static_cast<std::size_t>(set.animals[k])];
+      sum += set.inbreeding[k];
+    }
+    if (set.animals.empty()) continue;  // no mean to take: the set leaves its traits alone
+    const double mean_f = sum / static_cast<double>(set.animals.size());
+    for (int t : set.traits) {
+      if (t < 1 || t > in.ntrait || static_cast<std::size_t>(t) > in.genetic_variance.size())
+        fatal("Trait " + num(t) + " of a focal set is outside 1 to " + num(in.ntrait));
+      r.gvar_focal[static_cast<std::size_t>(t - 1)] =
+          (1.0 - mean_f) * in.genetic_variance[static_cast<std::size_t>(t - 1)];
+    }
+  }
+  for_relationships();
+  return r;
+}
+
+linalg::dense_matrix focal_relationships(const pedigree_phase_result& ped,
+                                         std::span<const std::int32_t> focal, int nthreads) {
+  return focal_relationships(ped.n, ped.ped_sorted, ped.inb_sorted, ped.perm, ped.groups(), focal, nthreads);
+}
+
+}  // namespace ventrel::pedigree

@@ -1,0 +1,84 @@
+// Reading the renumbered pedigree file (animal, sire, dam; free format; further values ignored).
+#include "pedigree/read_pedigree.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+
+namespace ventrel::pedigree {
+namespace {
+
+enum class line_kind { triple, blank, stop };
+
+// One record read list-directed into three integers: three values give a triple, an empty
+// record is skipped, anything else ends the reading.
+line_kind parse_line(std::string_view line, std::array<std::int32_t, 3>& v) {
+  std::array<std::string_view, 3> f;
+  std::size_t k = split_fields(line, f);
+  if (k == 0) {
+    // A record without values: empty (skipped) unless it starts with a slash, which a
+    // list-directed read takes as a record that leaves the three values undefined.
+    return line.find('/') == std::string_view::npos ? line_kind::blank : line_kind::stop;
+  }
+  if (k < 3) return line_kind::stop;
+  for (int j = 0; j < 3; ++j)
+    if (!parse_int(f[static_cast<std::size_t>(j)], v[static_cast<std::size_t>(j)])) return line_kind::stop;
+  return line_kind::triple;
+}
+
+}  // namespace
+
+pedigree_count count_pedigree(line_reader& file) {
+  file.rewind();
+  pedigree_count c;
+  std::string_view line;
+  std::array<std::int32_t, 3> v{};
+  while (file.next(line)) {
+    line_kind kind = parse_line(line, v);
+    if (kind == line_kind::blank) continue;
+    if (kind == line_kind::stop) break;
+    c.n = std::max(c.n, v[0]);
+    c.maxid = std::max({c.maxid, v[0], v[1], v[2]});
+  }
+  file.rewind();
+  return c;
+}
+
+pedigree_count count_pedigree(const std::string& path) {
+  line_reader file(path);
+  return count_pedigree(file);
+}
+
+void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped) {
+  file.rewind();
+  ped.assign(static_cast<std::size_t>(std::max(n, 0)) + 1, parents{});
+  std::string_view line;
+  std::array<std::int32_t, 3> v{};
+  while (file.next(line)) {
+    line_kind kind = parse_line(line, v);
+    if (kind == line_kind::blank) continue;
+    if (kind == line_kind::stop) break;
+    if (v[0] < 1 || v[0] > n) continue;
+    for (int j = 1; j <= 2; ++j) {
+      std::int32_t code = v[static_cast<std::size_t>(j)];
+      if (code < 0)
+        fatal({"Negative parent code in the pedigree file: " + num(code),
+               at_line(file.path(), file.line_number())});
+      if (code > n && !groups_allowed)
+        fatal({"Parent code above the number of animals in the pedigree file: " + num(code),
+               at_line(file.path(), file.line_number()) + "; the pedigree has " + num(n) +
+                   " animals and the random type of the animal effect allows no unknown parent groups"});
+    }
+    ped[static_cast<std::size_t>(v[0])] = parents{v[1], v[2]};
+  }
+  file.rewind();
+}
+
+void read_pedigree(const std::string& path, std::int32_t n, bool groups_allowed, pedigree_table& ped) {
+  line_reader file(path);
+  read_pedigree(file, n, groups_allowed, ped);
+}
+
+}  // namespace ventrel::pedigree

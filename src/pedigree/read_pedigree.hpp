@@ -1,0 +1,32 @@
+// Reading the renumbered pedigree file: its size (count_pedigree) and its parents (read_pedigree).
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "common/freeformat.hpp"
+#include "pedigree/pedigree_types.hpp"
+
+namespace ventrel::pedigree {
+
+struct pedigree_count {
+  std::int32_t n = 0;      // largest animal number in column 1 (the number of animals)
+  std::int32_t maxid = 0;  // largest number in any of the three columns
+};
+
+// Reads the file from its start to its end, or to the first line that cannot be read as three
+// integers (a blank line is skipped, as a list-directed read skips it), and returns n and maxid.
+// The file is rewound before and after.
+pedigree_count count_pedigree(line_reader& file);
+pedigree_count count_pedigree(const std::string& path);
+
+// Fills ped (resized to n+1, element 0 = {0, 0}) from the file: a line whose animal number a has
+// 1 <= a <= n sets ped[a] to its second and third values; lines with any other animal number are
+// skipped; reading stops as in count_pedigree. Animals without a line keep unknown parents.
+// A negative parent code stops the run, and so does a parent code above n unless groups_allowed
+// (the random type of the animal effect allows unknown parent groups or metafounders); both
+// messages name the file, the line and the code. The file is rewound before and after.
+void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped);
+void read_pedigree(const std::string& path, std::int32_t n, bool groups_allowed, pedigree_table& ped);
+
+}  // namespace ventrel::pedigree

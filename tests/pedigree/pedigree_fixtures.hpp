@@ -1,0 +1,172 @@
+// Pedigrees for the pedigree tests: random ones (close inbreeding, unknown parents, groups,
+// selfing), the studbooks of the shared data, the textbook example, and the conversion to the
+// dense tabular reference.
+#pragma once
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "pedigree/pedigree_types.hpp"
+#include "pedigree/read_pedigree.hpp"
+#include "reference/tabular_a.hpp"
+
+namespace pedigree_fixtures {
+
+using ventrel::pedigree::parents;
+using ventrel::pedigree::pedigree_table;
+
+struct lcg {
+  std::uint64_t s;
+  explicit lcg(std::uint64_t seed) : s(seed * 2862933555777941757ull + 3037000493ull) {}
+  std::uint32_t next() {
+    s = s * 6364136223846793005ull + 1442695040888963407ull;
+    return static_cast<std::uint32_t>(s >> 33);
+  }
+  double uniform() { return next() / 2147483648.0; }
+  std::int32_t below(std::int32_t k) {
+    return static_cast<std::int32_t>(next() % static_cast<std::uint32_t>(k));
+  }
+};
+
+struct random_options {
+  std::int32_t n = 60;
+  double unknown = 0.2;      // probability of each parent being unknown (with groups: a group 7 times in 10)
+  std::int32_t nupg = 0;     // unknown parents become groups n+1..n+nupg when > 0
+  std::int32_t window = 15;  // parents drawn among the last `window` animals: close inbreeding
+  double selfing = 0.03;     // probability that the dam is the sire itself
+  bool shuffle = true;       // numbers not in parents-first order
+};
+
+// A random pedigree by pedigree-file number (size n+1).
+inline pedigree_table random_pedigree(std::uint64_t seed, const random_options& o) {
+  lcg r(seed);
+  pedigree_table born(static_cast<std::size_t>(o.n) + 1);  // in birth order
+  auto unknown = [&]() -> std::int32_t {
+    return o.nupg > 0 && r.uniform() < 0.7 ? o.n + 1 + r.below(o.nupg) : 0;
+  };
+  for (std::int32_t i = 1; i <= o.n; ++i) {
+    parents p;
+    if (i > 1) {
+      const std::int32_t lo = std::max(1, i - o.window);
+      p.sire = r.uniform() < o.unknown ? unknown() : lo + r.below(i - lo);
+      p.dam = r.uniform() < o.unknown ? unknown() : lo + r.below(i - lo);
+      if (p.sire >= 1 && p.sire <= o.n && r.uniform() < o.selfing) p.dam = p.sire;
+    } else {
+      p = parents{unknown(), unknown()};
+    }
+    born[static_cast<std::size_t>(i)] = p;
+  }
+  std::vector<std::int32_t> number(static_cast<std::size_t>(o.n) + 1);
+  std::iota(number.begin(), number.end(), 0);
+  if (o.shuffle)
+    for (std::int32_t i = o.n; i > 1; --i)
+      std::swap(number[static_cast<std::size_t>(i)], number[static_cast<std::size_t>(1 + r.below(i))]);
+  auto map = [&](std::int32_t c) { return c >= 1 && c <= o.n ? number[static_cast<std::size_t>(c)] : c; };
+  pedigree_table ped(static_cast<std::size_t>(o.n) + 1);
+  for (std::int32_t i = 1; i <= o.n; ++i) {
+    const parents& p = born[static_cast<std::size_t>(i)];
+    ped[static_cast<std::size_t>(number[static_cast<std::size_t>(i)])] = parents{map(p.sire), map(p.dam)};
+  }
+  return ped;
+}
+
+// A symmetric positive definite Gamma (k x k, column-major) with relationships of the size that
+// metafounders have: B B' / k + 0.1 I with B uniform in [0, 1).
+inline std::vector<double> random_gamma(std::int32_t k, std::uint64_t seed) {
+  lcg r(seed);
+  std::vector<double> b(static_cast<std::size_t>(k * k));
+  for (double& x : b) x = r.uniform();
+  std::vector<double> g(static_cast<std::size_t>(k * k), 0.0);
+  for (std::int32_t i = 0; i < k; ++i)
+    for (std::int32_t j = 0; j < k; ++j) {
+      double s = 0.0;
+      for (std::int32_t l = 0; l < k; ++l)
+        s += b[static_cast<std::size_t>(i + l * k)] * b[static_cast<std::size_t>(j + l * k)];
+      g[static_cast<std::size_t>(i + j * k)] = s / k + (i == j ? 0.1 : 0.0);
+    }
+  return g;
+}
+
+inline ventrel::reference::tabular_pedigree to_reference(const pedigree_table& ped, std::int32_t nupg = 0,
+                                                         std::vector<double> gamma = {},
+                                                         std::vector<std::int32_t> selfing = {}) {
+  ventrel::reference::tabular_pedigree t;
+  t.parents.resize(ped.size());
+  for (std::size_t i = 1; i < ped.size(); ++i) t.parents[i] = {ped[i].sire, ped[i].dam};
+  t.nupg = nupg;
+  t.gamma = std::move(gamma);
+  t.selfing = std::move(selfing);
+  return t;
+}
+
+inline std::string shared_path(const std::string& rel) { return std::string(VENTREL_SHARED_DIR) + "/" + rel; }
+
+inline pedigree_table read_file(const std::string& path) {
+  const auto c = ventrel::pedigree::count_pedigree(path);
+  pedigree_table ped;
+  ventrel::pedigree::read_pedigree(path, c.n, false, ped);
+  return ped;
+}
+
+inline const char* const studbooks[] = {"arrui", "atlas", "dama", "dorcas"};
+
+inline pedigree_table studbook(const std::string& name) {
+  return read_file(shared_path("data/studbooks/" + name + ".ped"));
+}
+
+// The six animals of the textbook example.
+inline pedigree_table textbook() { return {{0, 0}, {0, 0}, {0, 0}, {1, 2}, {1, 0}, {4, 3}, {5, 2}}; }
+
+// A temporary folder, removed with its files at the end of the test.
+struct temp_dir {
+  std::filesystem::path path;
+  temp_dir() {
+    std::string t = (std::filesystem::temp_directory_path() / "ventrel_pedigree_XXXXXX").string();
+    path = mkdtemp(t.data());
+  }
+  ~temp_dir() { std::filesystem::remove_all(path); }
+  std::string file(const std::string& name, const std::string& text) const {
+    const std::string p = (path / name).string();
+    std::ofstream(p) << text;
+    return p;
+  }
+};
+
+}  // namespace pedigree_fixtures
+
+#include "pedigree/inbreeding.hpp"
+
+namespace pedigree_fixtures {
+
+// Largest |F(method) - F(tabular reference)| over the animals, with the groups' own entries
+// checked too (0 for unknown parent groups, Gamma(k,k)/2 for metafounders).
+inline double inbreeding_error(const pedigree_table& ped, int method, std::int32_t nupg = 0,
+                               const std::vector<double>& gamma = {}, int nthreads = 0) {
+  ventrel::pedigree::inbreeding_options opt;
+  opt.method = method;
+  opt.nthreads = nthreads;
+  std::vector<double> inb;
+  ventrel::pedigree::compute_inbreeding(ped, inb, opt, ventrel::pedigree::group_info{nupg, gamma});
+  const std::vector<double> ref = ventrel::reference::tabular_inbreeding(to_reference(ped, nupg, gamma));
+  const std::int32_t n = static_cast<std::int32_t>(ped.size()) - 1;
+  if (inb.size() != static_cast<std::size_t>(n + nupg + 1)) return 1e300;
+  double err = std::abs(inb[0]);
+  for (std::int32_t i = 1; i <= n; ++i)
+    err = std::max(err, std::abs(inb[static_cast<std::size_t>(i)] - ref[static_cast<std::size_t>(i)]));
+  for (std::int32_t k = 1; k <= nupg; ++k) {
+    const double want = gamma.empty() ? 0.0 : 0.5 * gamma[static_cast<std::size_t>((k - 1) * (nupg + 1))];
+    err = std::max(err, std::abs(inb[static_cast<std::size_t>(n + k)] - want));
+  }
+  return err;
+}
+
+}  // namespace pedigree_fixtures
