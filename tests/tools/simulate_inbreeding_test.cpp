@@ -46,6 +46,26 @@ TEST(simulate_inbreeding, mendelian_coefficient_by_known_parents) {
   EXPECT_DOUBLE_EQ(mendelian_coefficient(1, 2, inb), 0.5 - 0.25 * 0.3);
 }
 
+TEST(simulate_inbreeding, relationship_column_equals_the_tabular_matrix) {
+  const int n = 120;
+  random_pedigree p = make_pedigree(n, 5);
+  std::vector<double> inb(static_cast<std::size_t>(n) + 1, 0.0), dvar(static_cast<std::size_t>(n) + 1, 1.0);
+  inbreeding_of_new_animals(p.sire, p.dam, inb, dvar, 1, n);
+  reference::tabular_pedigree t;
+  t.parents.resize(p.sire.size());
+  for (std::size_t i = 1; i < p.sire.size(); ++i) t.parents[i] = {p.sire[i], p.dam[i]};
+  const linalg::dense_matrix a = reference::tabular_a(t);
+  std::vector<double> col;
+  for (int s : {1, 7, 60, 119}) {
+    for (int upto : {s, n}) {
+      relationship_column(s, upto, p.sire, p.dam, dvar, col);
+      ASSERT_EQ(col.size(), static_cast<std::size_t>(upto) + 1);
+      EXPECT_EQ(col[0], 0.0);
+      for (int j = 1; j <= upto; ++j) EXPECT_NEAR(col[static_cast<std::size_t>(j)], a(s - 1, j - 1), 1e-12) << s << "," << j;
+    }
+  }
+}
+
 TEST(simulate_inbreeding, equals_the_tabular_method_animal_by_animal) {
   const int n = 300;
   random_pedigree p = make_pedigree(n, 3);

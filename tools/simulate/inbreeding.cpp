@@ -1,4 +1,4 @@
-// Meuwissen and Luo's ancestor tracing, one animal at a time, parallel over a generation.
+// Inbreeding of new animals from the relationship columns of their sires (Colleau's product).
 #include "simulate/inbreeding.hpp"
 
 #include <algorithm>
@@ -13,77 +13,81 @@ double mendelian_coefficient(int sire, int dam, std::span<const double> inb) {
   return b;
 }
 
-namespace {
-
-// One thread's workspace: L by animal number (kept all zero between animals) and the heap of
-// the ancestors waiting to be visited.
-struct trace_workspace {
-  std::vector<double> l;
-  std::vector<int> heap;
-};
-
-double inbreeding_of(int s, int d, std::span<const int> sire, std::span<const int> dam,
-                     std::span<const double> inb, std::span<const double> dvar,
-                     trace_workspace& w) {
-  if (s == 0 || d == 0) return 0.0;
-  auto visit = [&](int p, double amount) {
-    double& l = w.l[static_cast<std::size_t>(p)];
-    if (l == 0.0) {
-      w.heap.push_back(p);
-      std::push_heap(w.heap.begin(), w.heap.end());
-    }
-    l += amount;
-  };
-  visit(s, 0.5);
-  visit(d, 0.5);
-  double sum = 0.0;
-  while (!w.heap.empty()) {
-    std::pop_heap(w.heap.begin(), w.heap.end());
-    const int j = w.heap.back();
-    w.heap.pop_back();
-    const std::size_t uj = static_cast<std::size_t>(j);
-    const double lj = w.l[uj];
-    w.l[uj] = 0.0;
-    sum += lj * lj * dvar[uj];
-    if (sire[uj] > 0) visit(sire[uj], 0.5 * lj);
-    if (dam[uj] > 0) visit(dam[uj], 0.5 * lj);
+void relationship_column(int s, int n, std::span<const int> sire, std::span<const int> dam,
+                         std::span<const double> dvar, std::vector<double>& out) {
+  out.assign(static_cast<std::size_t>(n) + 1, 0.0);
+  double* v = out.data();
+  v[s] = 1.0;
+  // T' e_s: the path coefficients of s's ancestors.
+  for (int i = s; i >= 1; --i) {
+    const double x = v[i];
+    if (x == 0.0) continue;
+    const std::size_t ui = static_cast<std::size_t>(i);
+    if (sire[ui] > 0) v[sire[ui]] += 0.5 * x;
+    if (dam[ui] > 0) v[dam[ui]] += 0.5 * x;
   }
-  // a_ii = b_i + sum, with b_i = 0.5 - (F_s + F_d)/4 for two known parents; F_i = a_ii - 1.
-  const double b = 0.5 - 0.25 * (inb[static_cast<std::size_t>(s)] + inb[static_cast<std::size_t>(d)]);
-  return b + sum - 1.0;
+  // B T' e_s, then T: v[0] stays 0 and stands for an unknown parent.
+  for (int i = 1; i <= s; ++i) v[i] *= dvar[static_cast<std::size_t>(i)];
+  for (int i = 1; i <= n; ++i) {
+    const std::size_t ui = static_cast<std::size_t>(i);
+    v[i] += 0.5 * (v[sire[ui]] + v[dam[ui]]);
+  }
 }
-
-}  // namespace
 
 void inbreeding_of_new_animals(std::span<const int> sire, std::span<const int> dam,
                                std::vector<double>& inb, std::vector<double>& dvar, int first,
                                int last) {
-  const std::size_t n = static_cast<std::size_t>(last) + 1;
-  // The animals of the range are independent when none is a parent of another; otherwise they
-  // go one after the other, each seeing its parents' coefficients.
   bool independent = true;
   for (int i = first; i <= last && independent; ++i) {
     independent = sire[static_cast<std::size_t>(i)] < first && dam[static_cast<std::size_t>(i)] < first;
   }
   if (!independent) {
-    trace_workspace w;
-    w.l.assign(n, 0.0);
-    for (int i = first; i <= last; ++i) {
-      const std::size_t ui = static_cast<std::size_t>(i);
-      inb[ui] = inbreeding_of(sire[ui], dam[ui], sire, dam, inb, dvar, w);
-      dvar[ui] = mendelian_coefficient(sire[ui], dam[ui], inb);
-    }
-    return;
-  }
-#pragma omp parallel
-  {
-    trace_workspace w;
-    w.l.assign(n, 0.0);
-#pragma omp for schedule(dynamic, 256)
+    std::vector<double> col;
     for (int i = first; i <= last; ++i) {
       const std::size_t ui = static_cast<std::size_t>(i);
       const int s = sire[ui], d = dam[ui];
-      inb[ui] = inbreeding_of(s, d, sire, dam, inb, dvar, w);
+      if (s > 0 && d > 0) {
+        relationship_column(std::max(s, d), i - 1, sire, dam, dvar, col);
+        inb[ui] = 0.5 * col[static_cast<std::size_t>(std::min(s, d))];
+      } else {
+        inb[ui] = 0.0;
+      }
+      dvar[ui] = mendelian_coefficient(s, d, inb);
+    }
+    return;
+  }
+
+  // The distinct sires of the range with both parents known, and their progeny.
+  std::vector<int> progeny;  // animals of the range, grouped by sire
+  for (int i = first; i <= last; ++i) {
+    const std::size_t ui = static_cast<std::size_t>(i);
+    if (sire[ui] > 0 && dam[ui] > 0) progeny.push_back(i);
+    else inb[ui] = 0.0;
+  }
+  std::stable_sort(progeny.begin(), progeny.end(), [&](int a, int b) {
+    return sire[static_cast<std::size_t>(a)] < sire[static_cast<std::size_t>(b)];
+  });
+  std::vector<std::size_t> group_start;
+  for (std::size_t k = 0; k < progeny.size(); ++k) {
+    if (k == 0 || sire[static_cast<std::size_t>(progeny[k])] != sire[static_cast<std::size_t>(progeny[k - 1])]) {
+      group_start.push_back(k);
+    }
+  }
+  group_start.push_back(progeny.size());
+  const int ngroups = static_cast<int>(group_start.size()) - 1;
+  const int known = first - 1;
+#pragma omp parallel
+  {
+    std::vector<double> col;
+#pragma omp for schedule(dynamic, 1)
+    for (int g = 0; g < ngroups; ++g) {
+      const std::size_t b = group_start[static_cast<std::size_t>(g)], e = group_start[static_cast<std::size_t>(g) + 1];
+      const int s = sire[static_cast<std::size_t>(progeny[b])];
+      relationship_column(s, known, sire, dam, dvar, col);
+      for (std::size_t k = b; k < e; ++k) {
+        const std::size_t ui = static_cast<std::size_t>(progeny[k]);
+        inb[ui] = 0.5 * col[static_cast<std::size_t>(dam[ui])];
+      }
     }
   }
   for (int i = first; i <= last; ++i) {
