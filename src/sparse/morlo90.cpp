@@ -387,6 +387,12 @@ void morlo90::inverse(entry& e) {
   say_time(settings_.msg_level, "inversion time=", omp_get_wtime() - t0);
 }
 
+std::int64_t morlo90::factor_storage() const {
+  if (step_ < morlo_step::symbolic) return 0;
+  if (simplicial()) return ldl_factor_nnz(ldl_);
+  return kelp_ ? kelp_->storage() : 0;
+}
+
 double morlo90::logdet() const { return simplicial() ? ldl_logdet(ldl_) : kelp_->logdet(); }
 
 void morlo90::export_perm(const entry&, const morlo90_args& args) const {

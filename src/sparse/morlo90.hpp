@@ -76,6 +76,8 @@ class morlo90 {
   void set_msg_level(int level) { settings_.msg_level = level; }
 
   morlo_step step() const { return step_; }
+  // Reals held by the factor in hand (supernodal panels, or L and D), 0 before the analysis.
+  std::int64_t factor_storage() const;
 
  private:
   struct entry;  // which entry is running: its name in messages, the matrix view

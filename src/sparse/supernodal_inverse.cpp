@@ -23,6 +23,9 @@ using idx = std::int64_t;
 // than the work for the many tiny supernodes of a pedigree.
 constexpr idx small_block = 2048;
 
+// Columns of Z_SS taken at a time: bounds the blocks gathered when the rows are not contiguous.
+constexpr idx chunk = 256;
+
 // C += alpha * A * B, A m x m symmetric with its lower triangle given.
 void symm_lower(idx m, idx n, double alpha, const double* a, idx lda, const double* b, idx ldb,
                 double* c, idx ldc) {
@@ -55,6 +58,21 @@ void gemm(bool trans_a, idx m, idx n, idx k, double alpha, const double* a, idx 
   cblas_dgemm(CblasColMajor, trans_a ? CblasTrans : CblasNoTrans, CblasNoTrans, static_cast<int>(m),
               static_cast<int>(n), static_cast<int>(k), alpha, a, static_cast<int>(lda), b,
               static_cast<int>(ldb), 1.0, c, static_cast<int>(ldc));
+}
+
+// C += alpha * A' * B on the lower triangle of the c x c result only (A, B k x c), by column
+// blocks: the result is symmetric, so its upper part is not worth the flops.
+void gemm_lower_tn(idx c, idx k, double alpha, const double* a, idx lda, const double* b, idx ldb,
+                   double* cm, idx ldc) {
+  constexpr idx block = 128;
+  if (c <= block) {
+    gemm(true, c, c, k, alpha, a, lda, b, ldb, cm, ldc);
+    return;
+  }
+  for (idx j0 = 0; j0 < c; j0 += block) {
+    const idx nb = std::min(block, c - j0);
+    gemm(true, c - j0, nb, k, alpha, a + j0 * lda, lda, b + j0 * ldb, ldb, cm + j0 + j0 * ldc, ldc);
+  }
 }
 
 // X := X L^{-1} for X m x c and L c x c lower triangular (solve X L = B in place).
@@ -124,17 +142,18 @@ class sweep {
     ws.rel.resize(static_cast<std::size_t>(m));
     double* w = ws.w.data();
     for (idx s0 = 0; s0 < m;) {
-      // rows s0..s1-1 of S are columns of supernode k
+      // rows s0..sk-1 of S are columns of supernode k; rel: their places, and those of all the
+      // rows after them, in the row list of k
       const idx k = col_super_[srows[s0]];
       const idx k1 = super_[k], k2 = super_[k + 1], ck = k2 - k1, rk = nrows(k);
       const SuiteSparse_long* krows = s_ + pi_[k];
       const double* zk = z_ + px_[k];
-      idx s1 = s0;
-      while (s1 < m && srows[s1] < k2) {
-        ws.rel[s1] = srows[s1] - k1;
-        ++s1;
+      idx sk = s0;
+      while (sk < m && srows[sk] < k2) {
+        ws.rel[sk] = srows[sk] - k1;
+        ++sk;
       }
-      for (idx t = s1, q = ck; t < m; ++t) {  // rows below: merge with the rows of k
+      for (idx t = sk, q = ck; t < m; ++t) {  // rows below the columns of k: merge
         while (q < rk && krows[q] < srows[t]) ++q;
         if (q == rk || krows[q] != srows[t]) {
           failed_ = true;
@@ -142,40 +161,42 @@ class sweep {
         }
         ws.rel[t] = q;
       }
-      const idx nb = s1 - s0, mb = m - s1;
       const idx* rel = ws.rel.data();
-      const bool cols_contiguous = rel[s1 - 1] - rel[s0] == nb - 1;
+      // the columns s0..sk-1 in chunks, so that gathered blocks stay at most m x chunk
+      for (idx c0 = s0; c0 < sk; c0 += chunk) {
+        const idx c1 = std::min(sk, c0 + chunk), nb = c1 - c0, mb = m - c1;
+        const bool cols_contiguous = rel[c1 - 1] - rel[c0] == nb - 1;
 
-      // Z(S_b, S_b), lower triangle
-      const double* gtop = zk + rel[s0] + rel[s0] * rk;
-      idx ldtop = rk;
-      if (!cols_contiguous) {
-        ws.gtop.resize(static_cast<std::size_t>(nb * nb));
-        for (idx b = 0; b < nb; ++b)
-          for (idx a = b; a < nb; ++a) ws.gtop[a + b * nb] = zk[rel[s0 + a] + rel[s0 + b] * rk];
-        gtop = ws.gtop.data();
-        ldtop = nb;
-      }
-      symm_lower(nb, c, -1.0, gtop, ldtop, lhat + s0, r, w + s0, m);
+        // Z(S_b, S_b), lower triangle
+        const double* gtop = zk + rel[c0] + rel[c0] * rk;
+        idx ldtop = rk;
+        if (!cols_contiguous) {
+          ws.gtop.resize(static_cast<std::size_t>(nb * nb));
+          for (idx b = 0; b < nb; ++b)
+            for (idx a = b; a < nb; ++a) ws.gtop[a + b * nb] = zk[rel[c0 + a] + rel[c0 + b] * rk];
+          gtop = ws.gtop.data();
+          ldtop = nb;
+        }
+        symm_lower(nb, c, -1.0, gtop, ldtop, lhat + c0, r, w + c0, m);
+        if (mb == 0) continue;
 
-      if (mb > 0) {
-        // Z(S below b, S_b)
-        const bool rows_contiguous = rel[m - 1] - rel[s1] == mb - 1;
-        const double* gb = zk + rel[s1] + rel[s0] * rk;
+        // Z(rows after b, S_b)
+        const bool rows_contiguous = rel[m - 1] - rel[c1] == mb - 1;
+        const double* gb = zk + rel[c1] + rel[c0] * rk;
         idx ldb = rk;
         if (!(cols_contiguous && rows_contiguous)) {
           ws.gbelow.resize(static_cast<std::size_t>(mb * nb));
           for (idx b = 0; b < nb; ++b)
-            for (idx a = 0; a < mb; ++a) ws.gbelow[a + b * mb] = zk[rel[s1 + a] + rel[s0 + b] * rk];
+            for (idx a = 0; a < mb; ++a) ws.gbelow[a + b * mb] = zk[rel[c1 + a] + rel[c0 + b] * rk];
           gb = ws.gbelow.data();
           ldb = mb;
         }
-        gemm(false, mb, c, nb, -1.0, gb, ldb, lhat + s0, r, w + s1, m);
-        gemm(true, nb, c, mb, -1.0, gb, ldb, lhat + s1, r, w + s0, m);
+        gemm(false, mb, c, nb, -1.0, gb, ldb, lhat + c0, r, w + c1, m);
+        gemm(true, nb, c, mb, -1.0, gb, ldb, lhat + c1, r, w + c0, m);
       }
-      s0 = s1;
+      s0 = sk;
     }
-    gemm(true, c, c, m, -1.0, lhat, r, w, m, zp, r);  // Z_JJ = D_J^{-1} - L^' Z_SJ
+    gemm_lower_tn(c, m, -1.0, lhat, r, w, m, zp, r);  // Z_JJ = D_J^{-1} - L^' Z_SJ
     for (idx b = 0; b < c; ++b) std::copy(w + b * m, w + (b + 1) * m, lhat + b * r);
   }
 

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "reference/dense_inverse.hpp"
 #include "sparse/kelp_factor.hpp"
 #include "sparse/simplicial_inverse.hpp"
@@ -106,6 +109,31 @@ TEST(supernodal_inverse, textbook_pedigree_gives_back_the_relationship_matrix) {
   for (int i = 1; i <= 6; ++i)
     for (int p = inv.ia[i - 1]; p < inv.ia[i]; ++p)
       EXPECT_NEAR(inv.a[p - 1], a[i - 1][inv.ja[p - 1] - 1], 1e-12);
+}
+
+TEST(supernodal_inverse, wide_supernodes_taken_in_chunks) {
+  // a dense block of 800 rows and 60 sparse rows each tied to 280 scattered rows of it (below
+  // AMD's dense-row threshold 10 sqrt(n)): the sparse rows are eliminated first, with more rows
+  // below them than one chunk of columns
+  const int nd = 800, n = 860;
+  std::mt19937 rng(16);
+  std::uniform_real_distribution<double> v(-1.0, 1.0);
+  linalg::dense_matrix d(n, n);
+  for (int i = 0; i < nd; ++i)
+    for (int j = i + 1; j < nd; ++j) d(i, j) = d(j, i) = 0.05 * v(rng);
+  std::vector<int> rows(nd);
+  for (int i = 0; i < nd; ++i) rows[i] = i;
+  for (int i = nd; i < n; ++i) {
+    std::shuffle(rows.begin(), rows.end(), rng);
+    for (int k = 0; k < 280; ++k) d(i, rows[k]) = d(rows[k], i) = 0.1 * v(rng);
+  }
+  for (int i = 0; i < n; ++i) {
+    double s = 1.0;
+    for (int j = 0; j < n; ++j)
+      if (j != i) s += std::fabs(d(i, j));
+    d(i, i) = s;
+  }
+  expect_matches_dense(supernodal(ija_of(d), 2), d, 1e-12);
 }
 
 TEST(supernodal_inverse, same_result_for_one_and_two_threads) {
