@@ -5,6 +5,46 @@
 #include "pedigree/inbreeding_kernels.hpp"
 
 namespace ventrel::pedigree::detail {
+namespace {
+
+// The list of ancestors still to visit, handing out the youngest (largest position) first. Since
+// every position added is smaller than the last one handed out (parents precede progeny), a
+// radix heap serves: entries sit in buckets by the highest bit in which they differ from the last
+// position handed out, and a bucket is split only when everything below it is empty, so each
+// entry moves a few times at most. Cost O(log n) per entry at worst, about O(1) in practice.
+class youngest_first {
+ public:
+  bool empty() const { return size_ == 0; }
+  void push(index_t p) {
+    if (size_ == 0) last_ = 0;  // a new list: any position may follow
+    bucket_[bucket_of(key(p))].push_back(key(p));
+    ++size_;
+  }
+  index_t pop() {
+    if (bucket_[0].empty()) {
+      std::size_t b = 1;
+      while (bucket_[b].empty()) ++b;
+      last_ = *std::min_element(bucket_[b].begin(), bucket_[b].end());
+      for (std::uint32_t k : bucket_[b]) bucket_[bucket_of(k)].push_back(k);
+      bucket_[b].clear();
+    }
+    const std::uint32_t k = bucket_[0].back();
+    bucket_[0].pop_back();
+    --size_;
+    return static_cast<index_t>(~k);
+  }
+
+ private:
+  static std::uint32_t key(index_t p) { return ~static_cast<std::uint32_t>(p); }  // smallest = youngest
+  std::size_t bucket_of(std::uint32_t k) const {
+    return k == last_ ? 0 : static_cast<std::size_t>(32 - __builtin_clz(k ^ last_));
+  }
+  std::vector<std::uint32_t> bucket_[33];
+  std::uint32_t last_ = 0;
+  std::size_t size_ = 0;
+};
+
+}  // namespace
 
 std::vector<index_t> ancestral_paths(const pedigree_table& ped, index_t n) {
   std::vector<index_t> lap(static_cast<std::size_t>(n) + 1, 0);
@@ -21,7 +61,7 @@ std::vector<index_t> ancestral_paths(const pedigree_table& ped, index_t n) {
 // Meuwissen and Luo (1992). Row i of L (A = L D L', L lower triangular with unit diagonal) holds
 // the fractions of genes that animal i has from each ancestor; F(i) = sum_j L(i,j)^2 D(j) - 1.
 // The row is built by visiting the ancestors from the youngest down: the youngest ancestor in
-// the list (largest position, taken from a max-heap) has its fraction complete, adds
+// the list (largest position, from a radix heap) has its fraction complete, adds
 // L(i,j)^2 D(j) and passes half its fraction to each of its parents. D(i) = 1 - (a(s) + a(d))/4
 // with a = 1 + F for an animal parent, 0 for an unknown one. An animal with the same parents as
 // the previous one (a full sib) takes its coefficient.
@@ -35,7 +75,7 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   f.assign(un + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
   std::vector<double> dvar(un + 1, 0.0);
   std::vector<double> lrow(un + 1, 0.0);  // fractions of the ancestors in the list; 0 = not in it
-  std::vector<index_t> heap;
+  youngest_first list;
   std::vector<double> t(static_cast<std::size_t>(groups.nupg) + 1, 0.0);
   std::vector<index_t> t_used;
   auto self_rel = [&](index_t p) -> double {  // A(p,p), 0 for an unknown parent
@@ -52,10 +92,7 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
       return;
     }
     double& l = lrow[static_cast<std::size_t>(p)];
-    if (l == 0.0) {
-      heap.push_back(p);
-      std::push_heap(heap.begin(), heap.end());
-    }
+    if (l == 0.0) list.push(p);
     l += v;
   };
   for (index_t i = 1; i <= n; ++i) {
@@ -74,10 +111,8 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     double sum = dvar[static_cast<std::size_t>(i)];
     add(p.sire, 0.5);
     add(p.dam, 0.5);
-    while (!heap.empty()) {
-      std::pop_heap(heap.begin(), heap.end());
-      const index_t j = heap.back();
-      heap.pop_back();
+    while (!list.empty()) {
+      const index_t j = list.pop();
       double& lj = lrow[static_cast<std::size_t>(j)];
       const double l = lj;
       lj = 0.0;

@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
+#include "linalg/cholesky.hpp"
 #include "pedigree/focal_relationships.hpp"
 #include "pedigree/inbreeding.hpp"
 #include "pedigree/read_pedigree.hpp"
@@ -78,6 +80,14 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   r.nupg = groups ? std::max(0, count.maxid - count.n) : 0;
   if (metafounders) {
     if (in.gamma.cols != in.gamma.rows) fatal("The metafounders' relationship matrix Gamma is not square");
+    for (int k = 0; k < in.gamma.rows; ++k)
+      for (int l = 0; l < k; ++l)
+        if (std::abs(in.gamma(k, l) - in.gamma(l, k)) >
+            1e-12 * (std::abs(in.gamma(k, l)) + std::abs(in.gamma(l, k))))
+          fatal("The metafounders' relationship matrix Gamma is not symmetric: element (" + num(k + 1) + "," +
+                num(l + 1) + ") differs from (" + num(l + 1) + "," + num(k + 1) + ")");
+    if (!linalg::is_positive_definite(in.gamma))
+      fatal("The metafounders' relationship matrix Gamma is not positive definite");
     if (in.gamma.rows < r.nupg)
       fatal({"The pedigree file " + pedfile + " uses group codes up to " + num(count.maxid) + " (" +
                  num(r.nupg) + " metafounders after its " + num(r.n) + " animals)",

@@ -206,6 +206,21 @@ TEST(pedigree_phase, gamma_smaller_than_the_groups_stops) {
   EXPECT_NE(msg.find("uses group codes up to 8"), std::string::npos) << msg;
 }
 
+TEST(pedigree_phase, gamma_not_symmetric_or_not_positive_definite_stops) {
+  fx::temp_dir t;
+  pedigree_phase_input in = textbook_input(t);
+  in.pedigree_file = t.file("ped", "1 7 8\n2 8 7\n");
+  in.groups_allowed = true;
+  in.gamma = ventrel::linalg::dense_matrix(2, 2);
+  in.gamma.a = {0.5, 0.1, 0.2, 0.5};
+  std::vector<focal_view> sets;
+  EXPECT_EQ(fatal_text([&] { run(in, sets); }),
+            "The metafounders' relationship matrix Gamma is not symmetric: element (2,1) differs from (1,2)");
+  in.gamma.a = {0.5, 0.6, 0.6, 0.5};
+  EXPECT_EQ(fatal_text([&] { run(in, sets); }),
+            "The metafounders' relationship matrix Gamma is not positive definite");
+}
+
 TEST(pedigree_phase, parent_code_above_n_without_groups_stops) {
   fx::temp_dir t;
   pedigree_phase_input in = textbook_input(t);
