@@ -10,6 +10,7 @@
 #include "common/fatal.hpp"
 
 extern "C" void openblas_set_num_threads(int);
+extern "C" int openblas_get_num_threads(void);
 
 namespace ventrel::sparse {
 namespace {
@@ -103,8 +104,10 @@ void kelp_factor::analyze(const upper_csr& a) {
 
 void kelp_factor::factorize(const upper_csr& a, int threads) {
   cholmod_view v(a);
+  const int saved = openblas_get_num_threads();
   openblas_set_num_threads(threads);
   cholmod_l_factorize(&v.s, l_, s_.common());
+  openblas_set_num_threads(saved);
   s_.check("cholmod_l_factorize");
 }
 
@@ -214,6 +217,12 @@ std::int64_t kelp_factor::factor_nnz() const {
 }
 
 std::int64_t kelp_factor::storage() const { return l_ ? static_cast<std::int64_t>(l_->xsize) : 0; }
+
+std::int64_t kelp_factor::largest_supernode() const {
+  std::int64_t w = 0;
+  for (std::int64_t j = 0; j < supernodes(); ++j) w = std::max(w, supernode_of(l_, j).nscol);
+  return w;
+}
 
 std::int64_t kelp_factor::supernodes() const { return l_ ? static_cast<std::int64_t>(l_->nsuper) : 0; }
 

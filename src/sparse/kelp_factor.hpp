@@ -45,6 +45,7 @@ class kelp_factor {
   std::int64_t factor_nnz() const;           // stored elements of F (lower triangle)
   std::int64_t storage() const;              // reals held for the factor (supernodal panels)
   std::int64_t supernodes() const;
+  std::int64_t largest_supernode() const;    // most columns in one supernode (the panel size)
 
  private:
   cholmod_session s_;

@@ -276,7 +276,8 @@ void morlo90::numeric(entry& e) {
     ldl_numeric(e.view, ldl_);
   } else {
     const int threads = kelp_threads();
-    if (settings_.msg_level > 0) say("NOTE: panel size is automatically detecied: SM=" + num(threads));
+    if (settings_.msg_level > 0)
+      say("NOTE: panel size is automatically detecied: SM=" + num(kelp_->largest_supernode()));
     kelp_->factorize(e.view, threads);
   }
   ++calls_numeric_;

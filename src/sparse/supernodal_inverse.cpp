@@ -13,6 +13,7 @@
 #include "common/fatal.hpp"
 
 extern "C" void openblas_set_num_threads(int);
+extern "C" int openblas_get_num_threads(void);
 
 namespace ventrel::sparse {
 namespace {
@@ -277,6 +278,7 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
   sweep sw(l, inv.z);
   schedule sc = plan(sw, threads);
 
+  const int saved = openblas_get_num_threads();
   openblas_set_num_threads(threads);
   workspace ws;
   for (idx j = sw.nsuper() - 1; j >= 0 && !sw.failed(); --j)
@@ -293,8 +295,8 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
         for (idx j = root; j >= sc.first[root] && !sw.failed(); --j) sw.process(j, tws);
       }
     }
-    openblas_set_num_threads(threads);
   }
+  openblas_set_num_threads(saved);
   if (sw.failed())
     fatal(std::vector<std::string>{"MORLO90 (KELP): An error occurred.",
                                    "sparse inverse: the supernodal factor is not usable"});

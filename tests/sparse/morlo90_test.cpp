@@ -370,3 +370,37 @@ TEST(morlo90, metis_ordering_gives_the_same_inverse) {
 
 }  // namespace
 }  // namespace ventrel::sparse
+
+namespace ventrel::sparse {
+namespace {
+
+TEST(morlo90, verbose_run_names_its_steps_and_times) {
+  for (morlo_engine e : {morlo_engine::kelp, morlo_engine::morlo}) {
+    morlo90_settings st;
+    st.engine = e;
+    st.msg_level = 1;
+    morlo90 s(st);
+    s.set_num_threads_kelp(1);
+    ija_matrix small = ija_of(testing::random_spd(10, 0.3, 0, 20));
+    ija_matrix big = ija_of(testing::random_spd(40, 0.3, 0, 21));
+    ::testing::internal::CaptureStdout();
+    s("factorization", small);
+    s("inverse", small);
+    s("reset", small);
+    s("factorization", big);
+    std::string out = ::testing::internal::GetCapturedStdout();
+    for (const char* label : {"ordering time =", "symbolic factorization time=", "numerical factorization time=",
+                              "inversion time="})
+      EXPECT_NE(out.find(label), std::string::npos) << label;
+    if (e == morlo_engine::kelp) {
+      EXPECT_NE(out.find("* find_maximal_supernode ns= "), std::string::npos);
+      EXPECT_NE(out.find("NOTE: panel size is automatically detecied: SM="), std::string::npos);
+    } else {
+      EXPECT_NE(out.find("memory increased from: "), std::string::npos);
+      EXPECT_NE(out.find(" to: "), std::string::npos);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ventrel::sparse
