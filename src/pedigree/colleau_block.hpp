@@ -64,8 +64,9 @@ struct block_workspace {
 //  metafounders: y(k) = sum_l Gamma(k,l) q(l);
 //  forward, rows lo..top: y(i) = (y(sire) + y(dam))/2 + d(i) q(i), y(unknown) = 0,
 // done in place in ws.buf. On return ws.buf holds y on rows 1..top (without metafounders, zero
-// below the oldest ancestor of the columns, where A is zero); rows above top are not computed. Each lane's
-// arithmetic does not depend on the other lanes, so a column's values are the same in any block.
+// below the oldest ancestor of the columns, where A is zero); rows above top are not computed.
+// Each lane's arithmetic does not depend on the other lanes, so a column's values are the same
+// in any block.
 // Cost: the marked rows plus rows lo..top, W values per row. ws must be clear.
 template <int W>
 void block_product(const sub_pedigree& p, std::span<const std::int32_t> cols, std::int32_t top,

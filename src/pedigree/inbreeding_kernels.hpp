@@ -16,10 +16,6 @@ namespace ventrel::pedigree::detail {
 
 using index_t = std::int32_t;
 
-// Longest ancestral path of each position: 1 for an animal without relatable parents, else
-// 1 + the largest of its parents' (metafounders count 0). Size n+1.
-std::vector<index_t> ancestral_paths(const pedigree_table& ped, index_t n);
-
 // Relationship of two metafounder codes (above n), or of a metafounder with itself.
 inline double gamma_of(const group_info& g, index_t n, index_t a, index_t b) {
   return g.gamma_at(a - n, b - n);

@@ -46,18 +46,6 @@ class youngest_first {
 
 }  // namespace
 
-std::vector<index_t> ancestral_paths(const pedigree_table& ped, index_t n) {
-  std::vector<index_t> lap(static_cast<std::size_t>(n) + 1, 0);
-  for (index_t i = 1; i <= n; ++i) {
-    const parents& p = ped[static_cast<std::size_t>(i)];
-    index_t g = 0;
-    if (p.sire >= 1 && p.sire <= n) g = std::max(g, lap[static_cast<std::size_t>(p.sire)]);
-    if (p.dam >= 1 && p.dam <= n) g = std::max(g, lap[static_cast<std::size_t>(p.dam)]);
-    lap[static_cast<std::size_t>(i)] = g + 1;
-  }
-  return lap;
-}
-
 // Meuwissen and Luo (1992). Row i of L (A = L D L', L lower triangular with unit diagonal) holds
 // the fractions of genes that animal i has from each ancestor; F(i) = sum_j L(i,j)^2 D(j) - 1.
 // The row is built by visiting the ancestors from the youngest down: the youngest ancestor in

@@ -1,9 +1,27 @@
 // Inbreeding by Sargolzaei and Iwaisaki's modification of Meuwissen and Luo.
+#include <algorithm>
 #include <vector>
 
 #include "pedigree/inbreeding_kernels.hpp"
 
 namespace ventrel::pedigree::detail {
+namespace {
+
+// Longest ancestral path of each position: 1 for an animal without known parents, else 1 + the
+// larger of its parents'. Size n+1.
+std::vector<index_t> ancestral_paths(const pedigree_table& ped, index_t n) {
+  std::vector<index_t> lap(static_cast<std::size_t>(n) + 1, 0);
+  for (index_t i = 1; i <= n; ++i) {
+    const parents& p = ped[static_cast<std::size_t>(i)];
+    index_t g = 0;
+    if (p.sire >= 1 && p.sire <= n) g = std::max(g, lap[static_cast<std::size_t>(p.sire)]);
+    if (p.dam >= 1 && p.dam <= n) g = std::max(g, lap[static_cast<std::size_t>(p.dam)]);
+    lap[static_cast<std::size_t>(i)] = g + 1;
+  }
+  return lap;
+}
+
+}  // namespace
 
 // Meuwissen and Luo's rows of L, with the ancestors kept in buckets by longest ancestral path
 // (LAP) instead of a list searched for the youngest: an ancestor's descendants all have larger
