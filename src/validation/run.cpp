@@ -1,12 +1,141 @@
-// The run flow: phases in order.
+// The run flow: the phases in order, each a call into its own subsystem. The run owns every
+// record (model, options, focal sets, pedigree, results) and passes them explicitly.
 #include "validation/run.hpp"
 
+#include <omp.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "common/build_info.hpp"
+#include "common/console.hpp"
 #include "common/fatal.hpp"
+#include "common/format.hpp"
+#include "common/output_file.hpp"
+#include "genomic/metafounders.hpp"
+#include "genomic/options.hpp"
+#include "parfile/print_parameters.hpp"
+#include "parfile/read_parameter_file.hpp"
+#include "pedigree/pedigree_phase.hpp"
+#include "statistics/lr_statistics.hpp"
+#include "validation/heritability.hpp"
+#include "validation/options.hpp"
+#include "validation/report.hpp"
+#include "validation/se_phase.hpp"
+#include "validation/sol_valids.hpp"
+#include "validation/solution_files.hpp"
 
 namespace ventrel::validation {
+namespace {
 
-int run(const command_line&) {
-  fatal("ventrel: reading a parameter file is not built yet; only --version works");
+using parfile::random_type;
+
+bool allows_groups(random_type t) {
+  return t == random_type::add_an_upg || t == random_type::add_an_upginb || t == random_type::add_an_mf ||
+         t == random_type::add_an_meta || t == random_type::add_an_auto;
+}
+
+bool has_metafounders(random_type t) { return t == random_type::add_an_mf || t == random_type::add_an_meta; }
+
+std::span<const double> column(const linalg::dense_matrix& m, int trait) {
+  if (m.rows == 0 || m.cols == 0) return {};
+  return {m.a.data() + static_cast<std::size_t>(trait - 1) * static_cast<std::size_t>(m.rows),
+          static_cast<std::size_t>(m.rows)};
+}
+
+// The pedigree phase's inputs from the model, the options and the focal sets.
+pedigree::pedigree_phase_input pedigree_input(const parfile::parameter_file& pf, const validation_options& opt,
+                                              const genomic::genomic_options& gen, const std::vector<double>& gvar) {
+  const parfile::model_parameters& m = pf.model;
+  pedigree::pedigree_phase_input in;
+  random_type type = parfile::randomtype(m, opt.focal_effect);
+  in.pedigree_file = parfile::randomfile(m, opt.focal_effect);
+  if (in.pedigree_file.empty())
+    fatal({"The validation effect " + num(opt.focal_effect) + " has no pedigree FILE in " + m.parfile});
+  in.groups_allowed = allows_groups(type);
+  if (has_metafounders(type) && !gen.metafounders_gamma_file.empty())
+    in.gamma = genomic::read_metafounders_gamma(gen.metafounders_gamma_file);
+  in.focal_var = opt.focal_var;
+  in.user_gvar = opt.focal_var_usr;
+  in.inbreeding_method = opt.inbreeding_method;
+  in.read_external_inbreeding = opt.read_external_inbreeding;
+  in.external_inbreeding_file = opt.inbreeding_file;
+  in.genetic_variance = gvar;
+  in.ntrait = m.ntrait;
+  parfile::option_values self = pf.options.get_option("self_generations");
+  if (self.n >= 1) in.self_generations_file = self.xc[0];
+  in.nthreads = opt.nthreads;
+  in.relationships_needed = opt.se == se_method::exact && !genomic::uses_inverse_relationships(gen);
+  return in;
+}
+
+}  // namespace
+
+int run(const command_line& cmd) {
+  // 1. The parameter file and its effects table.
+  const std::string banner = banner_field();
+  const parfile::parameter_file pf = parfile::read_parameter_file(cmd, 1, banner);
+  const parfile::model_parameters& m = pf.model;
+  parfile::print_parameters(m);
+
+  // 2. Validation options, then the genomic library's own.
+  const validation_options opt = read_validation_options(pf.options, m);
+  const genomic::genomic_options gen = genomic::read_genomic_options(pf.options);
+
+  // 4. Focal records from the validation-set and solution files.
+  std::vector<focal_set> sets = read_focal_sets(opt, m);
+
+  // 5. Heritabilities.
+  const std::vector<double> gvar = genetic_variances(m, opt.focal_effect);
+  const std::vector<double> h2 = get_h2(m, opt.focal_effect);
+  say("");
+  for (int t = 1; t <= m.ntrait; ++t)
+    say(" Heritability for trait " + fmt_i(t, 3) + ": " + fmt_f(h2[static_cast<std::size_t>(t - 1)], 12, 3));
+  say("");
+
+  // 6. Pedigree, inbreeding and the genetic variance of the focal animals.
+  std::vector<pedigree::focal_view> views(sets.size());
+  for (std::size_t s = 0; s < sets.size(); ++s) {
+    views[s].animals.assign(sets[s].levels.begin(), sets[s].levels.end());
+    views[s].traits = sets[s].traits;
+  }
+  pedigree::pedigree_phase_result ped = pedigree::read_pedigree_phase(pedigree_input(pf, opt, gen, gvar), views);
+  for (std::size_t s = 0; s < sets.size(); ++s)
+    if (views[s].inbreeding.size() == sets[s].inb.size()) sets[s].inb = views[s].inbreeding;
+  for (int t = 1; t <= m.ntrait; ++t)
+    say(" Genetic variance for the focal animals for trait " + fmt_i(t, 3) + ": " +
+        fmt_f(ped.gvar_focal[static_cast<std::size_t>(t - 1)], 12, 3));
+  say("");
+
+  // 7. LR statistics of every trait, from the set that validates it.
+  std::vector<trait_report> results(static_cast<std::size_t>(m.ntrait));
+  for (int t = 1; t <= m.ntrait; ++t) results[static_cast<std::size_t>(t - 1)].genetic_variance = gvar[static_cast<std::size_t>(t - 1)];
+  for (const focal_set& set : sets)
+    for (int t : set.traits) {
+      auto y = opt.predictive_ability ? column(set.phenotype, t) : std::span<const double>();
+      results[static_cast<std::size_t>(t - 1)].value =
+          statistics::compute_lr(column(set.whole, t), column(set.partial, t), y,
+                                 ped.gvar_focal[static_cast<std::size_t>(t - 1)], h2[static_cast<std::size_t>(t - 1)]);
+    }
+
+  // The standard-error phase.
+  const bool with_se = opt.se != se_method::none;
+  if (with_se) {
+    se_phase_input in{m, opt, gen, sets, ped, gvar, h2};
+    run_se_phase(in, results);
+  }
+
+  // 8. The report, 9. the log and the focal animals' solutions.
+  const std::vector<std::string> lines = report_lines(results, with_se, opt.predictive_ability);
+  std::string log = banner + "\n";
+  for (const std::string& line : lines) {
+    say(line);
+    log += line + "\n";
+  }
+  write_sol_valids(sets, m.ntrait);
+  write_file_atomically("ventrel.log", log);
+  return 0;
 }
 
 }  // namespace ventrel::validation

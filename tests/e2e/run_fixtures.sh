@@ -11,7 +11,7 @@
 #   before.sh         optional: run in the work folder before ventrel (to set up odd files)
 # Prints one line per fixture and "N passed, N failed" at the end.
 set -u
-bin=$1 fixtures=$2 work=$3
+bin=$(realpath "$1") fixtures=$(realpath "$2") work=$3
 pass=0 fail=0
 rm -rf "$work" && mkdir -p "$work"
 for dir in "$fixtures"/*/; do

@@ -1,0 +1,31 @@
+// Relationships among focal animals from an inverse relationship matrix (H-inverse): the matrix
+// is read into sparse storage with every focal pair entered, inverted by the sparse inverse, and
+// the focal elements are read out of the result.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "linalg/dense_matrix.hpp"
+#include "sparse/hash_matrix.hpp"
+
+namespace ventrel::genomic {
+
+// Adds every line "row column value" of the file into hashm (order nlev, upper triangle: a
+// lower-triangle line is added at its transposed place). Stops on a missing file, a bad line or
+// an index outside 1..nlev, naming the file and the line.
+void read_hinverse(const std::string& path, int nlev, sparse::sparse_hashm& hashm);
+
+struct inverse_settings {
+  int threads = 0;    // threads of the sparse solver; 0 = its default
+  int msg_level = 0;  // sparse solver's message level
+};
+
+// A_focal of every focal set (levels of the animal effect, in each set's order) from the
+// inverse relationship matrix in the file.
+std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::string& path, int nlev,
+                                                                   const std::vector<std::vector<int>>& sets,
+                                                                   const inverse_settings& settings);
+
+}  // namespace ventrel::genomic
