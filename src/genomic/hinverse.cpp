@@ -60,8 +60,15 @@ std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::st
   ms.msg_level = settings.msg_level;
   sparse::morlo90 solver(ms);
   if (settings.threads > 0) solver.set_num_threads_kelp(settings.threads);
-  solver("factorization", m);
-  solver("inverse", m);
+  try {
+    solver("factorization", m);
+    solver("inverse", m);
+  } catch (const fatal_error& e) {
+    // The solver's own lines, then which matrix it was working on.
+    std::vector<std::string> lines = e.lines();
+    lines.push_back("while inverting the inverse relationship matrix of file " + path);
+    fatal(std::move(lines));
+  }
 
   std::vector<linalg::dense_matrix> out;
   for (const auto& s : sets) {

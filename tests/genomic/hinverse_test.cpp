@@ -115,7 +115,13 @@ TEST(hinverse, reader_stops_name_the_file_and_line) {
 
 TEST(hinverse, a_matrix_that_is_not_positive_definite_stops) {
   std::string path = write_temp("ainv3.txt", "1 1 1.0\n1 2 2.0\n2 2 1.0\n");
-  EXPECT_THROW(focal_relationships_from_inverse(path, 2, {{1, 2}}, {}), fatal_error);
+  try {
+    focal_relationships_from_inverse(path, 2, {{1, 2}}, {});
+    FAIL();
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines().front(), "MORLO90 (KELP): An error occurred.");
+    EXPECT_EQ(e.lines().back(), "while inverting the inverse relationship matrix of file " + path);
+  }
 }
 
 }  // namespace
