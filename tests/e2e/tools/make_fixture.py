@@ -15,6 +15,7 @@ def main():
     ap.add_argument("--traits", type=int, default=1)
     ap.add_argument("--focal", type=int, default=12)
     ap.add_argument("--header", default="trait/effect level  solution")
+    ap.add_argument("--pec", action="store_true", help="also write pec files for the focal pairs")
     ap.add_argument("--pev", type=float, default=0.0,
                     help="write ebv_pev files with PEVs below this genetic variance")
     a = ap.parse_args()
@@ -64,6 +65,15 @@ def main():
                     for lev in range(n, 0, -1):
                         pev = a.pev * (1 - r2 * rr.uniform(0.8, 1.0))
                         f.write(f"{lev} {sol[lev]} {pev:.6f}\n")
+    if a.pec:
+        for t in range(1, a.traits + 1):
+            for which, scale in (("whole", 0.02), ("partial", 0.06)):
+                rr = random.Random(a.seed * 11 + t)
+                with open(os.path.join(a.dir, f"pec_{t}_1_{which}"), "w") as f:
+                    for x in range(len(focal)):
+                        for y in range(x + 1, len(focal)):
+                            i, j = (focal[x], focal[y]) if rr.random() < 0.5 else (focal[y], focal[x])
+                            f.write(f"{i} {j} {scale * a.pev * rr.uniform(0, 1):.6f}\n")
     with open(os.path.join(a.dir, "yhat_residual"), "w") as f:
         for lev in focal:
             vals = []

@@ -21,11 +21,19 @@ def tabular_a(ped):
     return A
 
 
-def exact_se(A, focal, w, p, pev_w, pev_p, s2, gvar):
-    """Standard errors of the exact method without prediction error covariances, formed with
-    dense matrices: Vp = s2 A - diag(PEV_p), D from the accuracies, Vw = Vp + D."""
+def exact_se(A, focal, w, p, pev_w, pev_p, s2, gvar, pec=None):
+    """Standard errors of the exact method, formed with dense matrices. Without prediction
+    error covariances: Vp = s2 A - diag(PEV_p), D from the accuracies, Vw = Vp + D. With them
+    (pec = {"whole": {(i, j): c}, "partial": {...}} by positions): C given, Vp = s2 A - C_p,
+    D = C_p - C_w."""
     m = len(focal)
     a = [[A[i][j] for j in focal] for i in focal]
+    if pec is not None:
+        def C(which, pev, i, j):
+            return pev[i] if i == j else pec[which].get((min(i, j), max(i, j)), 0.0)
+        Vp = [[s2 * a[i][j] - C("partial", pev_p, i, j) for j in range(m)] for i in range(m)]
+        D = [[C("partial", pev_p, i, j) - C("whole", pev_w, i, j) for j in range(m)] for i in range(m)]
+        return se_from_model(Vp, D, w, p, gvar)
     r = lambda pev, i: math.sqrt(min(1.0, max(0.0, 1 - pev[i] / (a[i][i] * s2))))
     Vp = [[s2 * a[i][j] - (pev_p[i] if i == j else 0) for j in range(m)] for i in range(m)]
     D = [[(pev_p[i] - pev_w[i]) if i == j else s2 * a[i][j] * (r(pev_w, i) * r(pev_w, j) - r(pev_p, i) * r(pev_p, j))
@@ -200,7 +208,18 @@ def main():
             for which in ("whole", "partial"):
                 d = {int(l.split()[0]): float(l.split()[2]) for l in open(os.path.join(a.dir, f"ebv_pev_{t}_1_{which}"))}
                 pev[which] = [d[k] for k in focal]
-            res = exact_se(A, focal, w, p, pev["whole"], pev["partial"], a.gvar[t - 1], gvar)
+            pec = None
+            if os.path.exists(os.path.join(a.dir, f"pec_{t}_1_whole")):
+                pos = {k: i for i, k in enumerate(focal)}
+                pec = {}
+                for which in ("whole", "partial"):
+                    pec[which] = {}
+                    for l in open(os.path.join(a.dir, f"pec_{t}_1_{which}")):
+                        i, j, c = l.split()[:3]
+                        if int(i) in pos and int(j) in pos:
+                            key = (min(pos[int(i)], pos[int(j)]), max(pos[int(i)], pos[int(j)]))
+                            pec[which][key] = float(c)
+            res = exact_se(A, focal, w, p, pev["whole"], pev["partial"], a.gvar[t - 1], gvar, pec)
             for key, (sd, lo, hi) in res.items():
                 print(f"  exact {key}: sd {sd:.6f} lower {lo:.6f} upper {hi:.6f}")
         if a.approx:
