@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "simulate/mme_solver.hpp"
 #include "simulate_test_util.hpp"
 
@@ -77,6 +79,70 @@ TEST(simulate_evaluation, sparse_engine_one_trait_equals_the_dense_inverse) {
 
 TEST(simulate_evaluation, sparse_engine_two_traits_equals_the_dense_inverse) {
   expect_blup_equals_dense_solve(2, solver_engine::sparse);
+}
+
+TEST(simulate_evaluation, without_records_the_pev_is_the_genetic_variance_of_the_animal) {
+  // No data: the inverse of A^-1 (x) G0^-1 is A (x) G0, so PEV_i = (1 + F_i) G0(t, t).
+  case_data c = make_case(2);
+  std::vector<char> none(c.rec.size(), 0);
+  const linalg::dense_matrix g0 = genetic_covariance(c.o);
+  evaluation_request req;
+  req.pev = true;
+  const evaluation ev = evaluate(c.p, c.p.n, none, g0, residual_covariance(c.o), req);
+  for (int a = 1; a <= c.p.n; ++a)
+    for (int t = 1; t <= 2; ++t)
+      EXPECT_NEAR(ev.pev[static_cast<std::size_t>((a - 1) * 2 + t - 1)],
+                  (1.0 + c.p.inb[static_cast<std::size_t>(a)]) * g0(t - 1, t - 1), 1e-10);
+}
+
+TEST(simulate_evaluation, pev_is_the_variance_of_the_prediction_errors_over_replicates) {
+  // Over replicated populations, the sum of squared prediction errors u - u_hat matches the sum
+  // of PEVs, and the sum of products of two focal animals' errors the sum of their PECs, within
+  // four standard errors of the replicate differences.
+  const int reps = 120;
+  std::vector<double> d_var, d_cov;
+  double pev = 0.0, pec = 0.0;
+  for (int rep = 1; rep <= reps; ++rep) {
+    case_data c{small_options(1, 30, 1000 + static_cast<std::uint64_t>(rep)), {}, {}, {}};
+    c.p = simulate_population(c.o);
+    c.rec.assign(static_cast<std::size_t>(c.p.n) + 1, 1);
+    c.rec[0] = 0;
+    for (int i = c.p.first_of_generation[3]; i <= c.p.n; ++i) c.focal.push_back(i);
+    evaluation_request req;
+    req.pev = true;
+    req.pec_animals = c.focal;
+    req.engine = solver_engine::dense;
+    const evaluation ev = evaluate(c.p, c.p.n, c.rec, genetic_covariance(c.o), residual_covariance(c.o), req);
+    auto err = [&](int a) { return c.p.tbv[static_cast<std::size_t>(a)] - ev.ebv(a, 1); };
+    double sq = 0.0, v = 0.0, cross = 0.0, cv = 0.0;
+    for (int a = 1; a <= c.p.n; ++a) {
+      sq += err(a) * err(a);
+      v += ev.pev[static_cast<std::size_t>(a - 1)];
+    }
+    const std::size_t m = c.focal.size();
+    for (std::size_t a = 0; a < m; ++a)
+      for (std::size_t b = a + 1; b < m; ++b) {
+        cross += err(c.focal[a]) * err(c.focal[b]);
+        cv += ev.pec[0][pair_index(a, b, m)];
+      }
+    d_var.push_back(sq - v);
+    d_cov.push_back(cross - cv);
+    pev += v;
+    pec += cv;
+  }
+  auto mean_and_se = [&](const std::vector<double>& d) {
+    double s = 0.0, s2 = 0.0;
+    for (double x : d) { s += x; s2 += x * x; }
+    const double m = s / reps;
+    return std::pair{m, std::sqrt((s2 / reps - m * m) / (reps - 1))};
+  };
+  const auto [dv, se_v] = mean_and_se(d_var);
+  const auto [dc, se_c] = mean_and_se(d_cov);
+  EXPECT_LT(se_v, 0.05 * pev / reps);  // the check has power
+  EXPECT_NEAR(dv, 0.0, 4 * se_v) << "mean sum of PEVs " << pev / reps;
+  EXPECT_GT(pec, 0.0);                 // relatives' prediction errors are positively correlated
+  EXPECT_LT(se_c, 0.25 * pec / reps);
+  EXPECT_NEAR(dc, 0.0, 4 * se_c) << "mean sum of PECs " << pec / reps;
 }
 
 TEST(simulate_evaluation, pair_index_runs_over_the_pairs_in_order) {

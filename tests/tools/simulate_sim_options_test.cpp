@@ -49,6 +49,13 @@ TEST(simulate_options, reads_both_value_forms_lists_and_flags) {
   EXPECT_EQ(o.solver, solver_engine::dense);
   EXPECT_EQ(o.se, "boot");
   EXPECT_TRUE(parse_command_line({"--help"}).help);
+  EXPECT_EQ(parse_command_line({"--ordering", "metis"}).options.ordering, fill_ordering::metis);
+  EXPECT_EQ(parse_command_line({"--quiet"}).options.verbosity, 0);
+}
+
+TEST(simulate_options, se_approx_turns_on_the_accuracy_column) {
+  EXPECT_FALSE(parse_command_line({"--se", "exact"}).options.acc);
+  EXPECT_TRUE(parse_command_line({"--se", "approx"}).options.acc);
 }
 
 TEST(simulate_options, animals_set_the_generation_size_and_founders_take_the_rest) {

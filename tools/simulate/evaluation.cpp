@@ -17,7 +17,7 @@ evaluation evaluate(const population& pop, int nanimal, std::span<const char> ha
   ev.layout = sys.layout;
   const double t1 = omp_get_wtime();
   const bool inverse = request.pev || request.pec_animals.size() > 1;
-  ev.sol = solve_mme(sys, inverse, request.engine);
+  ev.sol = solve_mme(sys, inverse, request.engine, request.ordering);
   ev.seconds_build = t1 - t0;
   ev.seconds_solve = omp_get_wtime() - t1;
   const int nt = pop.ntrait;

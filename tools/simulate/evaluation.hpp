@@ -14,6 +14,7 @@ struct evaluation_request {
   bool pev = false;                      // prediction error variances of every animal
   std::span<const int> pec_animals;      // animals whose pairwise covariances are wanted
   solver_engine engine = solver_engine::automatic;
+  fill_ordering ordering = fill_ordering::amd;  // of the sparse engine
 };
 
 struct evaluation {

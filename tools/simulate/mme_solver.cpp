@@ -51,8 +51,10 @@ std::vector<double> solve_dense(mme_system& sys, bool inverse) {
 
 // Sparse engine: morlo90 with its default engine (CHOLMOD supernodal factorisation, AMD
 // ordering) and its sparse inverse, which overwrites the values in place.
-std::vector<double> solve_sparse(mme_system& sys, bool inverse) {
-  sparse::morlo90 solver;
+std::vector<double> solve_sparse(mme_system& sys, bool inverse, fill_ordering ordering) {
+  sparse::morlo90_settings settings;
+  settings.ordering = ordering == fill_ordering::metis ? sparse::kelp_ordering::metis : sparse::kelp_ordering::amd;
+  sparse::morlo90 solver(settings);
   solver.set_num_threads_kelp(omp_get_max_threads());
   solver("factorization", sys.lhs);
   std::vector<double> x(sys.rhs.size(), 0.0);
@@ -66,12 +68,13 @@ std::vector<double> solve_sparse(mme_system& sys, bool inverse) {
 
 }  // namespace
 
-std::vector<double> solve_mme(mme_system& sys, bool inverse, solver_engine engine) {
+std::vector<double> solve_mme(mme_system& sys, bool inverse, solver_engine engine,
+                              fill_ordering ordering) {
   if (engine == solver_engine::automatic) {
     engine = sys.lhs.n <= dense_limit ? solver_engine::dense : solver_engine::sparse;
   }
   std::vector<double> x = engine == solver_engine::dense ? solve_dense(sys, inverse)
-                                                         : solve_sparse(sys, inverse);
+                                                         : solve_sparse(sys, inverse, ordering);
   const sparse::ija_matrix& m = sys.lhs;
   for (std::size_t e = 0; e < x.size(); ++e) {
     if (!sys.unused[e]) continue;

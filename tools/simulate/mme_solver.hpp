@@ -16,6 +16,7 @@ inline constexpr int dense_limit = 2000;
 // values of sys.lhs.a are replaced by the elements of the inverse of the coefficient matrix at
 // the same positions (the sparse inverse; every element of the pattern is exact), and those of
 // unused equations by 0. Stops when the matrix is not positive definite.
-std::vector<double> solve_mme(mme_system& sys, bool inverse, solver_engine engine);
+std::vector<double> solve_mme(mme_system& sys, bool inverse, solver_engine engine,
+                              fill_ordering ordering = fill_ordering::amd);
 
 }  // namespace ventrel::simulate

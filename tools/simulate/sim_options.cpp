@@ -75,6 +75,7 @@ parsed_command_line parse_command_line(const std::vector<std::string>& args) {
     if (name == "help") { r.help = true; continue; }
     if (name == "acc") { o.acc = true; continue; }
     if (name == "no-pev") { o.pev = false; continue; }
+    if (name == "quiet") { o.verbosity = 0; continue; }
     if (!has_value) {
       if (k + 1 >= args.size()) bad("option --" + name + " needs a value");
       value = args[++k];
@@ -114,8 +115,11 @@ parsed_command_line parse_command_line(const std::vector<std::string>& args) {
       else if (value == "dense") o.solver = solver_engine::dense;
       else if (value == "sparse") o.solver = solver_engine::sparse;
       else bad("option --solver takes auto, dense or sparse, not \"" + value + "\"");
+    } else if (name == "ordering") {
+      if (value == "amd") o.ordering = fill_ordering::amd;
+      else if (value == "metis") o.ordering = fill_ordering::metis;
+      else bad("option --ordering takes amd or metis, not \"" + value + "\"");
     } else if (name == "out") o.out = value;
-    else if (name == "quiet") o.verbosity = to_int32(name, value) != 0 ? 0 : 1;
     else bad("unknown option --" + name + " (see --help)");
   }
   if (!r.help) check_options(o);
@@ -143,6 +147,7 @@ void check_options(simulation_options& o) {
     bad("--partial-generations must lie in 1.." + num(o.generations));
   }
   if (o.pec_max < 0) bad("--pec-max must not be negative");
+  if (o.se == "approx") o.acc = true;  // se approx reads the accuracies of the solution files
   per_trait(o.h2, o.traits, "h2");
   per_trait(o.vp, o.traits, "vp");
   per_trait(o.mean, o.traits, "mean");
@@ -185,10 +190,11 @@ std::string help_text() {
       "  --acc                    solution files with an accuracy column\n"
       "  --no-pev                 no prediction error variances (no ebv_pev and pec files)\n"
       "  --pec-max M              pec files only up to M focal animals (2000)\n"
-      "  --se exact|approx|boot|none   OPTION se of the parameter file (exact)\n"
+      "  --se exact|approx|boot|none   OPTION se of the parameter file (exact); approx implies --acc\n"
       "  --solver auto|dense|sparse    engine for the mixed-model equations (auto)\n"
+      "  --ordering amd|metis     fill-reducing ordering of the sparse engine (amd)\n"
       "  --out DIR                output folder (sim)\n"
-      "  --quiet 1                no console summary\n";
+      "  --quiet                  no console summary\n";
 }
 
 linalg::dense_matrix genetic_covariance(const simulation_options& o) {

@@ -10,6 +10,9 @@
 
 namespace ventrel::simulate {
 
+// Fill-reducing ordering of the sparse engine.
+enum class fill_ordering { amd, metis };
+
 // How the parents of each generation are chosen among the candidates.
 enum class selection { random, phenotype, ebv };
 
@@ -46,6 +49,7 @@ struct simulation_options {
   int pec_max = 2000;                   // pec files only up to this many focal animals
   std::string se = "exact";             // OPTION se in the parameter file; "none" = no line
   solver_engine solver = solver_engine::automatic;
+  fill_ordering ordering = fill_ordering::amd;  // ordering of the sparse engine
   std::string out = "sim";              // output folder
   int verbosity = 1;                    // 0: silent; 1: summary lines on the console
 };
@@ -56,7 +60,7 @@ struct parsed_command_line {
   bool help = false;  // --help was given: print help_text() and do nothing else
 };
 
-// Reads "--name value", "--name=value" and the flags --acc, --no-pev, --help. Stops with a
+// Reads "--name value", "--name=value" and the flags --acc, --no-pev, --quiet, --help. Stops with a
 // message naming the option on an unknown option, a missing or malformed value, or settings
 // that cannot make a population (see check_options).
 parsed_command_line parse_command_line(const std::vector<std::string>& args);
@@ -64,7 +68,7 @@ parsed_command_line parse_command_line(const std::vector<std::string>& args);
 // Stops on settings out of range: traits not 1 or 2, a heritability outside (0, 1), a
 // non-positive variance, a correlation outside (-1, 1), counts below 1, partial generations
 // outside 1..generations. Fills the defaults that depend on others (founders, dams, per-trait
-// vectors of one value).
+// vectors of one value; --se approx turns on the accuracy column).
 void check_options(simulation_options& opt);
 
 // The help text of ventrel-simulate, one line per option with its default.

@@ -21,6 +21,7 @@ std::vector<double> ebv_for_selection(const population& pop, int last,
   rec[0] = 0;
   evaluation_request req;
   req.engine = opt.solver;
+  req.ordering = opt.ordering;
   const evaluation ev = evaluate(pop, last, rec, genetic_covariance(opt), residual_covariance(opt), req);
   std::vector<double> e(static_cast<std::size_t>(last) + 1, 0.0);
   for (int a = 1; a <= last; ++a) e[static_cast<std::size_t>(a)] = ev.ebv(a, 1);
@@ -103,6 +104,7 @@ simulation_result run_simulation(const simulation_options& opt) {
   const linalg::dense_matrix g0 = genetic_covariance(opt), r0 = residual_covariance(opt);
   evaluation_request req;
   req.engine = opt.solver;
+  req.ordering = opt.ordering;
   req.pev = opt.pev;
   r.pec_written = opt.pev && static_cast<int>(r.focal.size()) <= opt.pec_max;
   if (r.pec_written) req.pec_animals = r.focal;
