@@ -67,6 +67,7 @@ TEST(simulate_options, animals_set_the_generation_size_and_founders_take_the_res
 
 TEST(simulate_options, bad_settings_stop_with_a_message_naming_the_option) {
   EXPECT_EQ(stop_of({"--colour", "red"}), "ventrel-simulate: unknown option --colour (see --help)");
+  EXPECT_EQ(stop_of({"--colour"}), "ventrel-simulate: unknown option --colour (see --help)");
   EXPECT_EQ(stop_of({"--size"}), "ventrel-simulate: option --size needs a value");
   EXPECT_EQ(stop_of({"--size", "ten"}), "ventrel-simulate: option --size needs a whole number, not \"ten\"");
   EXPECT_EQ(stop_of({"--h2", "0.3,x"}), "ventrel-simulate: option --h2 needs a number, not \"x\"");

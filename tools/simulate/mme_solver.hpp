@@ -10,7 +10,7 @@
 namespace ventrel::simulate {
 
 // Largest system that the automatic choice solves densely.
-inline constexpr int dense_limit = 2000;
+inline constexpr int dense_limit = 200;
 
 // Solves lhs x = rhs and returns x ([eq - 1]); unused equations get 0. With `inverse`, the
 // values of sys.lhs.a are replaced by the elements of the inverse of the coefficient matrix at

@@ -1,7 +1,9 @@
 // Command line of ventrel-simulate and the (co)variance matrices it implies.
 #include "simulate/sim_options.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <string_view>
 
 #include "common/fatal.hpp"
@@ -76,6 +78,13 @@ parsed_command_line parse_command_line(const std::vector<std::string>& args) {
     if (name == "acc") { o.acc = true; continue; }
     if (name == "no-pev") { o.pev = false; continue; }
     if (name == "quiet") { o.verbosity = 0; continue; }
+    static const char* const valued[] = {
+        "seed", "generations", "size", "founders", "animals", "sires", "dams", "overlap",
+        "traits", "h2", "vp", "rg", "re", "herds", "herd-share", "mean", "select",
+        "partial-generations", "pec-max", "se", "solver", "ordering", "out"};
+    if (std::find(std::begin(valued), std::end(valued), name) == std::end(valued)) {
+      bad("unknown option --" + name + " (see --help)");
+    }
     if (!has_value) {
       if (k + 1 >= args.size()) bad("option --" + name + " needs a value");
       value = args[++k];
@@ -120,7 +129,6 @@ parsed_command_line parse_command_line(const std::vector<std::string>& args) {
       else if (value == "metis") o.ordering = fill_ordering::metis;
       else bad("option --ordering takes amd or metis, not \"" + value + "\"");
     } else if (name == "out") o.out = value;
-    else bad("unknown option --" + name + " (see --help)");
   }
   if (!r.help) check_options(o);
   return r;
