@@ -22,10 +22,18 @@ bool file_exists(const std::string& path) {
   return ::stat(path.c_str(), &st) == 0;
 }
 
-line_reader::line_reader(std::string path, bool keep_cr) : path_(std::move(path)), keep_cr_(keep_cr) {
+bool is_directory(const std::string& path) {
   struct stat st {};
-  if (::stat(path_.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-    fatal("Cannot read file " + path_ + ": it is a directory");
+  return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::string excerpt(std::string_view text, std::size_t max) {
+  if (text.size() <= max) return std::string(text);
+  return std::string(text.substr(0, max)) + " ...";
+}
+
+line_reader::line_reader(std::string path, bool keep_cr) : path_(std::move(path)), keep_cr_(keep_cr) {
+  if (is_directory(path_)) fatal("Cannot read file " + path_ + ": it is a directory");
   f_ = std::fopen(path_.c_str(), "rb");
   if (!f_) fatal("Cannot open file " + path_ + ": " + std::strerror(errno));
   buf_.resize(1 << 20);

@@ -18,6 +18,12 @@ std::string at_line(std::string_view path, std::int64_t line);
 // Whether a path names an existing regular file (or anything else that exists, for
 // Fortran's INQUIRE(EXIST=)).
 bool file_exists(const std::string& path);
+// Whether a path names an existing directory.
+bool is_directory(const std::string& path);
+
+// Text from a file as a message shows it: at most max characters, then " ..." when cut, so that
+// a line of megabytes never makes a message of megabytes.
+std::string excerpt(std::string_view text, std::size_t max = 100);
 
 // Reads a text file one line at a time through a large buffer. A line is handed out without its
 // newline; a carriage return before the newline is removed unless keep_cr is set. The view stays

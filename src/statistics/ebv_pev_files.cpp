@@ -12,32 +12,35 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
+#include "common/level_index.hpp"
 
 namespace ventrel::statistics {
 namespace {
 
 const char* suffix(evaluation e) { return e == evaluation::whole ? "_1_whole" : "_1_partial"; }
 
-// Positions of the focal animals by level: first[level] is the first position of that level
-// (-1 when not focal), next[pos] the following position of the same level (-1 at the end), so
-// that a level named twice in a focal set gets its values in both rows.
+// Positions of the focal animals by level: first finds the first position of a level (absent
+// when not focal), next[pos] is the following position of the same level (-1 at the end), so
+// that a level named twice in a focal set gets its values in both rows. Memory O(m), whatever
+// nlev is.
 struct focal_index {
-  std::vector<int> first;
+  level_index first;
   std::vector<int> next;
 };
 
 focal_index index_focal(std::span<const int> focal, int nlev) {
-  focal_index x;
-  x.first.assign(static_cast<std::size_t>(std::max(nlev, 0)) + 1, -1);
-  x.next.assign(focal.size(), -1);
-  for (int pos = static_cast<int>(focal.size()) - 1; pos >= 0; --pos) {
-    const int level = focal[pos];
+  for (int level : focal)
     if (level < 1 || level > nlev)
       fatal("Focal animal " + num(level) + " is outside the levels 1 to " + num(nlev) +
             " of the validation effect");
-    x.next[pos] = x.first[level];
-    x.first[level] = pos;
-  }
+  focal_index x;
+  x.first = level_index(focal);
+  x.next.assign(focal.size(), -1);
+  std::vector<int> order(focal.size());
+  for (std::size_t k = 0; k < order.size(); ++k) order[k] = static_cast<int>(k);
+  std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return focal[a] < focal[b]; });
+  for (std::size_t k = 1; k < order.size(); ++k)
+    if (focal[order[k]] == focal[order[k - 1]]) x.next[order[k - 1]] = order[k];
   return x;
 }
 
@@ -91,7 +94,7 @@ ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nl
         !std::isfinite(ebv) || !std::isfinite(pev))
       bad_line(r, "level, EBV and PEV", line);
     check_level(r, level, nlev);
-    const int first = index.first[static_cast<std::size_t>(level)];
+    const int first = index.first.find(level);
     if (first < 0) continue;
     if (pev < 0.0)
       fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, r.line_number()));
@@ -130,8 +133,8 @@ pec_matrix read_pec(const std::string& path, std::span<const int> focal, int nle
     check_level(r, l1, nlev);
     check_level(r, l2, nlev);
     if (l1 == l2) continue;
-    for (int a = index.first[static_cast<std::size_t>(l1)]; a >= 0; a = index.next[a])
-      for (int b = index.first[static_cast<std::size_t>(l2)]; b >= 0; b = index.next[b])
+    for (int a = index.first.find(l1); a >= 0; a = index.next[a])
+      for (int b = index.first.find(l2); b >= 0; b = index.next[b])
         pairs.push_back({a, b, cov, r.line_number()});
   }
   pec_duplicate dup;

@@ -29,7 +29,7 @@ struct ebv_pev {
 // columns are ignored, lines come in any order, blank lines and non-focal animals are skipped.
 // Stops on a line that does not hold a level and two finite numbers (PEV >= 0), on a level
 // outside 1..nlev, on a focal animal given twice, and on a focal animal without a line (naming
-// the file and the level). One pass over the file; O(nlev + m) memory.
+// the file and the level). One pass over the file; O(m) memory.
 ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nlev);
 
 // Reads a pec file: one pair a line, the levels of two animals and their prediction error

@@ -15,13 +15,13 @@ extra_column extra_column_of(solution_layout layout) {
 
 focal_index index_focal_levels(const std::vector<focal_set>& sets, int nlev) {
   focal_index idx;
-  idx.slot.assign(static_cast<std::size_t>(nlev) + 1, 0);
-  for (const focal_set& s : sets)
-    for (int level : s.levels)
-      if (idx.slot[level] == 0) {
-        idx.levels.push_back(level);
-        idx.slot[level] = static_cast<std::int32_t>(idx.levels.size());
-      }
+  idx.nlev = nlev;
+  std::vector<std::int32_t> all;
+  for (const focal_set& s : sets) all.insert(all.end(), s.levels.begin(), s.levels.end());
+  const level_index first(all);  // position of the first appearance of each level in all
+  for (std::size_t k = 0; k < all.size(); ++k)
+    if (first.find(all[k]) == static_cast<std::int32_t>(k)) idx.levels.push_back(all[k]);
+  idx.position = level_index(idx.levels);
   return idx;
 }
 

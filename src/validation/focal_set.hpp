@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "common/level_index.hpp"
 #include "linalg/dense_matrix.hpp"
 
 namespace ventrel::validation {
@@ -42,11 +43,15 @@ struct focal_set {
   linalg::dense_matrix partial_extra;  // the same from the partial file
 };
 
-// The focal levels of all sets, indexed through an array over the levels of the validation
-// effect so that a solution line finds its row in constant time.
+// The focal levels of all sets, indexed so that a solution line finds its row in constant time
+// with memory proportional to the focal levels, not to the effect's number of levels.
 struct focal_index {
-  std::vector<std::int32_t> slot;  // [level] 1 + position in levels; 0 for a level not focal
+  int nlev = 0;                    // levels of the validation effect: every level is in 1..nlev
   std::vector<int> levels;         // the distinct focal levels, in order of first appearance
+  level_index position;            // level -> position in levels
+
+  // 1 + the position of level in levels; 0 for a level that is not focal.
+  std::int32_t slot(std::int64_t level) const { return position.find(level) + 1; }
 };
 
 // Builds the index of the levels of every set; nlev is the validation effect's number of levels

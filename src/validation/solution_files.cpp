@@ -5,7 +5,10 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <span>
+#include <tuple>
 
+#include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
@@ -26,21 +29,37 @@ constexpr std::array<std::pair<std::string_view, solution_layout>, 4> headers{{
     {"trait/effect level  solution          s.e.", solution_layout::orvane_se},
 }};
 
-std::string first_line(const std::string& path) {
+// The first line of a file, and whether the file has one.
+std::optional<std::string> first_line(const std::string& path) {
   line_reader r(path);
   std::string_view line;
-  return r.next(line) ? std::string(line) : std::string();
+  if (!r.next(line)) return std::nullopt;
+  return std::string(line.substr(0, 1000));
 }
 
-std::string shown(std::string_view line) {
-  return "\"" + std::string(line.substr(0, 100)) + (line.size() > 100 ? "...\"" : "\"");
+std::string shown(std::string_view line) { return "\"" + excerpt(line) + "\""; }
+
+// What is wrong with a data line that does not read as the layout's values.
+std::string fault_of(std::span<const std::string_view> f, std::size_t n, std::size_t need) {
+  static const char* names[5] = {"trait", "effect", "level", "solution", "fifth value"};
+  if (n < need) return "it holds " + num(static_cast<std::int64_t>(n)) + " value(s)";
+  for (std::size_t i = 0; i < need; ++i) {
+    int k = 0;
+    double x = 0;
+    const bool ok = i < 3 ? parse_int(f[i], k) : parse_real(f[i], x);
+    if (!ok)
+      return std::string("the ") + names[i] + " " + shown(f[i]) +
+             (i < 3 ? " is not a whole number from -2147483648 to 2147483647" : " is not a number");
+  }
+  return "";
 }
 
-[[noreturn]] void unreadable(const line_reader& r, std::string_view line, extra_column extra) {
+[[noreturn]] void unreadable(const line_reader& r, std::string_view line, extra_column extra,
+                             std::span<const std::string_view> f, std::size_t n, std::size_t need) {
   const char* fifth = extra == extra_column::se ? ", s.e." : extra == extra_column::acc ? ", acc" : "";
   fatal({"Cannot read a solution line: trait, effect, level, solution" + std::string(fifth) +
              " expected",
-         at_line(r.path(), r.line_number()) + ": " + shown(line)});
+         at_line(r.path(), r.line_number()) + ": " + shown(line), fault_of(f, n, need)});
 }
 
 // Stops when a focal individual lacks a solution for a trait its set validates.
@@ -49,7 +68,7 @@ void check_complete(const std::vector<focal_set>& sets, const focal_index& index
   for (const focal_set& s : sets)
     for (int t : s.traits)
       for (int level : s.levels)
-        if (std::isnan(sol(index.slot[level] - 1, t - 1)))
+        if (std::isnan(sol(index.slot(level) - 1, t - 1)))
           fatal({"Focal individual " + num(level) + " (validation set file " + s.file +
                      ") has no solution for trait " + num(t),
                  "in solution file " + path});
@@ -60,7 +79,7 @@ linalg::dense_matrix rows_of(const focal_set& s, const focal_index& index,
                              const linalg::dense_matrix& by_level) {
   linalg::dense_matrix out(s.n, by_level.cols);
   for (int i = 0; i < s.n; ++i)
-    for (int t = 0; t < by_level.cols; ++t) out(i, t) = by_level(index.slot[s.levels[i]] - 1, t);
+    for (int t = 0; t < by_level.cols; ++t) out(i, t) = by_level(index.slot(s.levels[i]) - 1, t);
   return out;
 }
 
@@ -74,15 +93,23 @@ std::optional<solution_layout> layout_of_header(std::string_view header) {
 }
 
 solution_layout check_headers(const std::string& whole, const std::string& partial) {
-  const std::optional<solution_layout> w = layout_of_header(first_line(whole));
-  const std::optional<solution_layout> p = layout_of_header(first_line(partial));
-  if (!w || !p)
-    fatal({whole + " and " + partial + " have an invalid format or the header was modified.",
-           "Valid headers | formats are: ",
-           "trait/effect level  solution                | orvane+ solutions",
-           "trait/effect level      solution            | tirvex solutions",
-           "trait/effect level  solution          s.e.  | orvane+ solutions and s.e.",
-           "trait/effect level  solution acc            | quodax solutions and accuracies"});
+  const std::optional<std::string> hw = first_line(whole), hp = first_line(partial);
+  const std::optional<solution_layout> w = hw ? layout_of_header(*hw) : std::nullopt;
+  const std::optional<solution_layout> p = hp ? layout_of_header(*hp) : std::nullopt;
+  if (!w || !p) {
+    std::vector<std::string> lines{
+        whole + " and " + partial + " have an invalid format or the header was modified.",
+        "Valid headers | formats are: ",
+        "trait/effect level  solution                | orvane+ solutions",
+        "trait/effect level      solution            | tirvex solutions",
+        "trait/effect level  solution          s.e.  | orvane+ solutions and s.e.",
+        "trait/effect level  solution acc            | quodax solutions and accuracies"};
+    // Which file is at fault, and what its first line holds.
+    for (const auto& [name, header, layout] : {std::tuple(whole, hw, w), std::tuple(partial, hp, p)})
+      if (!layout)
+        lines.push_back(header ? at_line(name, 1) + ": " + shown(*header) : "file " + name + " is empty");
+    fatal(std::move(lines));
+  }
   if (*w != *p) fatal({whole + " and " + partial + " are in different formats", "or have different headers"});
   return *w;
 }
@@ -92,7 +119,7 @@ focal_solutions read_solution_file(const std::string& path, solution_layout layo
   const extra_column extra = extra_column_of(layout);
   const std::size_t need = extra == extra_column::none ? 4 : 5;
   const int ndist = static_cast<int>(index.levels.size());
-  const int nlev = static_cast<int>(index.slot.size()) - 1;
+  const int nlev = index.nlev;
   focal_solutions out;
   out.sol = linalg::dense_matrix(ndist, ntrait);
   std::fill(out.sol.a.begin(), out.sol.a.end(), missing);
@@ -109,7 +136,7 @@ focal_solutions read_solution_file(const std::string& path, solution_layout layo
     double sol = 0, fifth = 0;
     if (n < need || !parse_int(f[0], trait) || !parse_int(f[1], eff) || !parse_int(f[2], level) ||
         !parse_real(f[3], sol) || (need == 5 && !parse_real(f[4], fifth)))
-      unreadable(r, line, extra);
+      unreadable(r, line, extra, f, n, need);
     if (eff != effect) continue;
     if (trait < 1 || trait > ntrait)
       fatal({"Trait " + num(trait) + " of a solution line is outside 1 to " + num(ntrait),
@@ -118,7 +145,7 @@ focal_solutions read_solution_file(const std::string& path, solution_layout layo
       fatal({"Level " + num(level) + " of a solution line is outside the levels 1 to " + num(nlev) +
                  " of effect " + num(effect),
              at_line(path, r.line_number())});
-    const std::int32_t d = index.slot[level] - 1;
+    const std::int32_t d = index.slot(level) - 1;
     if (d < 0) continue;
     if (!std::isfinite(sol) || !std::isfinite(fifth))
       fatal({"A solution line holds a value that is not a finite number", at_line(path, r.line_number()) +
@@ -143,6 +170,9 @@ std::vector<focal_set> read_focal_sets(const validation_options& o,
     s.file = o.validation_files[k];
     s.levels = read_validation_set(s.file, o.focal_effect, nlev);
     s.n = static_cast<int>(s.levels.size());
+    if (s.n == 1)
+      say("Warning: validation set file " + s.file +
+          " holds a single focal individual: only the bias is defined");
     s.inb.assign(s.n, 0.0);
     if (o.validation_files.size() == 1)
       for (int t = 1; t <= ntrait; ++t) s.traits.push_back(t);

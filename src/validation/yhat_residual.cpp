@@ -26,8 +26,7 @@ linalg::dense_matrix read_yhat_residual(const std::string& path, int ntrait, con
       fatal({"Cannot read a line of " + path + ": a level and " + num(ntrait) +
                  " phenotype(s) expected",
              at_line(path, r.line_number())});
-    if (level < 1 || level >= static_cast<std::int64_t>(index.slot.size())) continue;
-    const std::int32_t d = index.slot[level] - 1;
+    const std::int32_t d = index.slot(level) - 1;
     if (d < 0) continue;
     for (int t = 0; t < ntrait; ++t) {
       double y = 0;

@@ -144,5 +144,31 @@ TEST(parse_real, reads_fortran_forms) {
   EXPECT_FALSE(parse_real("1e", v));
 }
 
+TEST(excerpt, cuts_long_text_for_messages) {
+  EXPECT_EQ(excerpt("short"), "short");
+  EXPECT_EQ(excerpt(std::string(100, 'a')), std::string(100, 'a'));
+  EXPECT_EQ(excerpt(std::string(10u << 20, 'a')), std::string(100, 'a') + " ...");
+  EXPECT_EQ(excerpt("abcdef", 3), "abc ...");
+}
+
+TEST(is_directory, tells_directories_from_files) {
+  EXPECT_TRUE(is_directory(::testing::TempDir()));
+  EXPECT_FALSE(is_directory(write_temp("ff_plain.txt", "x\n")));
+  EXPECT_FALSE(is_directory("/nonexistent/dir"));
+}
+
+TEST(line_reader, a_read_error_stops_naming_the_file) {
+  // /proc/self/mem opens but fails to read at offset 0 (EIO), even for root: a file the system
+  // refuses to read.
+  try {
+    line_reader r("/proc/self/mem");
+    std::string_view line;
+    r.next(line);
+    FAIL();
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines()[0].rfind("Cannot read file /proc/self/mem: ", 0), 0u) << e.what();
+  }
+}
+
 }  // namespace
 }  // namespace ventrel

@@ -96,6 +96,21 @@ TEST(ebv_pev_files, bad_lines_stop_naming_file_and_line) {
   EXPECT_EQ(lines.at(0), "Focal animal 1 is given twice: file " + twice + ", line 3 and line 1");
 }
 
+TEST(ebv_pev_files, an_effect_of_two_billion_levels_needs_no_table_over_them) {
+  // Memory follows the focal animals: these reads take kilobytes, not gigabytes.
+  const std::string path = write_temp("ep_big", "2147483647 0.5 0.2\n1000000000 0.7 0.3\n5 0 0\n");
+  const std::vector<int> focal{1000000000, 2147483647, 1000000000};
+  const ebv_pev e = read_ebv_pev(path, focal, 2147483647);
+  EXPECT_EQ(e.ebv, (std::vector<double>{0.7, 0.5, 0.7}));
+  EXPECT_EQ(e.pev, (std::vector<double>{0.3, 0.2, 0.3}));
+  const std::string pec = write_temp("pc_big", "2147483647 1000000000 0.05\n5 6 1\n");
+  const std::vector<int> two{1000000000, 2147483647};
+  const pec_matrix c = read_pec(pec, two, 2147483647);
+  EXPECT_EQ(c.m, 2);
+  EXPECT_EQ(c.row, std::vector<int>{1});
+  EXPECT_EQ(c.value, std::vector<double>{0.05});
+}
+
 TEST(ebv_pev_files, pec_pairs_in_either_order_fill_the_lower_triangle) {
   const std::string path = write_temp("pc1",
                                       "4 2 0.10\n"      // positions 2, 0

@@ -12,11 +12,23 @@ TEST(focal_index, numbers_distinct_levels_across_sets_in_order_of_appearance) {
   sets[1].levels = {5, 10, 2};
   const focal_index idx = index_focal_levels(sets, 10);
   EXPECT_EQ(idx.levels, (std::vector<int>{9, 2, 5, 10}));
-  ASSERT_EQ(idx.slot.size(), 11u);
-  for (std::size_t d = 0; d < idx.levels.size(); ++d) EXPECT_EQ(idx.slot[idx.levels[d]], d + 1);
+  EXPECT_EQ(idx.nlev, 10);
+  for (std::size_t d = 0; d < idx.levels.size(); ++d) EXPECT_EQ(idx.slot(idx.levels[d]), d + 1);
   int focal = 0;
-  for (std::int32_t s : idx.slot) focal += s != 0;
+  for (int level = -1; level <= 12; ++level) focal += idx.slot(level) != 0;
   EXPECT_EQ(focal, 4);
+}
+
+TEST(focal_index, memory_follows_the_focal_levels_not_the_effect_levels) {
+  std::vector<focal_set> sets(1);
+  sets[0].levels = {2000000000, 7, 1999999999};
+  const focal_index idx = index_focal_levels(sets, 2147483647);
+  EXPECT_FALSE(idx.position.dense());
+  EXPECT_EQ(idx.slot(7), 2);
+  EXPECT_EQ(idx.slot(1999999999), 3);
+  EXPECT_EQ(idx.slot(2000000000), 1);
+  EXPECT_EQ(idx.slot(8), 0);
+  EXPECT_EQ(idx.slot(2147483647), 0);
 }
 
 TEST(focal_index, fifth_column_follows_the_layout) {

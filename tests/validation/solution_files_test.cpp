@@ -78,12 +78,18 @@ TEST(solution_headers, unknown_header_stops_listing_the_valid_ones) {
       "trait/effect level  solution acc            | quodax solutions and accuracies"};
   const std::string bad = write_temp("sh_bad", "trait effect level solution\n");
   const std::string good = write_temp("sh_good", h_orvane + "\n");
+  const std::string bad_line = "file " + bad + ", line 1: \"trait effect level solution\"";
   for (auto [w, p] : {std::pair{bad, bad}, std::pair{bad, good}, std::pair{good, bad}}) {
     auto lines = stop_of([&] { check_headers(w, p); });
-    ASSERT_EQ(lines.size(), 6u);
+    const std::size_t faulty = (w == bad) + (p == bad);
+    ASSERT_EQ(lines.size(), 6u + faulty);
     EXPECT_EQ(lines[0], w + " and " + p + " have an invalid format or the header was modified.");
-    EXPECT_EQ(std::vector<std::string>(lines.begin() + 1, lines.end()), invalid_tail);
+    EXPECT_EQ(std::vector<std::string>(lines.begin() + 1, lines.begin() + 6), invalid_tail);
+    // Then the first line of each file at fault.
+    for (std::size_t k = 6; k < lines.size(); ++k) EXPECT_EQ(lines[k], bad_line);
   }
+  const std::string empty = write_temp("sh_empty", "");
+  EXPECT_EQ(stop_of([&] { check_headers(good, empty); }).back(), "file " + empty + " is empty");
 }
 
 TEST(solution_file, keeps_only_focal_levels_of_the_validation_effect) {
@@ -112,16 +118,32 @@ TEST(solution_file, keeps_the_fifth_column_of_se_and_acc_layouts) {
   EXPECT_EQ(stop_of([&] { read_solution_file(short_line, solution_layout::orvane_se, 2, 1, index_of({4}, 8)); }),
             (std::vector<std::string>{
                 "Cannot read a solution line: trait, effect, level, solution, s.e. expected",
-                "file " + short_line + ", line 2: \"1 2 4 1.5\""}));
+                "file " + short_line + ", line 2: \"1 2 4 1.5\"", "it holds 4 value(s)"}));
+}
+
+TEST(solution_file, an_effect_of_two_billion_levels_needs_no_table_over_them) {
+  // The index holds the focal levels only: this runs in a few kilobytes.
+  const std::string path = write_temp("sf_big", h_orvane + "\n1 2 2000000000 1.5\n1 2 2147483647 2.5\n1 2 7 3.5\n");
+  const focal_solutions s =
+      read_solution_file(path, solution_layout::orvane, 2, 1, index_of({2147483647, 2000000000}, 2147483647));
+  EXPECT_EQ(s.sol(0, 0), 2.5);
+  EXPECT_EQ(s.sol(1, 0), 1.5);
 }
 
 TEST(solution_file, stops_on_unreadable_lines_of_any_effect) {
-  for (const std::string bad : {"1 1 x 0.5", "1 1 2", "1.0 1 2 0.5", "1 1 2 abc"}) {
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"1 1 x 0.5", "the level \"x\" is not a whole number from -2147483648 to 2147483647"},
+      {"1 1 2", "it holds 3 value(s)"},
+      {"1.0 1 2 0.5", "the trait \"1.0\" is not a whole number from -2147483648 to 2147483647"},
+      {"1 1 2 abc", "the solution \"abc\" is not a number"},
+      {"1 1 99999999999 0.5", "the level \"99999999999\" is not a whole number from -2147483648 to 2147483647"}};
+  for (const auto& [bad, fault] : cases) {
     const std::string path = write_temp("sf4", h_orvane + "\n1 2 4 1\n" + bad + "\n");
     auto lines = stop_of([&] { read_solution_file(path, solution_layout::orvane, 2, 1, index_of({4}, 8)); });
-    ASSERT_EQ(lines.size(), 2u) << bad;
+    ASSERT_EQ(lines.size(), 3u) << bad;
     EXPECT_EQ(lines[0], "Cannot read a solution line: trait, effect, level, solution expected");
     EXPECT_EQ(lines[1], "file " + path + ", line 3: \"" + bad + "\"");
+    EXPECT_EQ(lines[2], fault);
   }
 }
 
