@@ -45,13 +45,29 @@ int count_random_groups(line_reader& file) {
   return n;
 }
 
+void stop_on_tab(const line_reader& file, std::string_view text) {
+  if (text.find('\t') != std::string_view::npos)
+    fatal({" TAB was found, Use spaces to separeate columns in file: \"" + file.path() + "\"",
+           at_line(file.path(), file.line_number()) + ": only blanks separate the words of this line",
+           " Convert to TAB to spaces, e.g. \"expand file > newfile\""});
+}
+
 keyword_line read_keyword_line(line_reader& file) {
   std::string_view line;
   while (file.next(line)) {
     std::string_view s = left_adjusted(line);
     if (!s.empty() && s[0] == '#') continue;
     if (std::size_t c = s.find('#'); c != std::string_view::npos) s = s.substr(0, c);
-    keyword_line k = numsx(s);
+    // OPTION lines belong to the OPTION store, which stops on their TABs when it reads them.
+    if (!s.starts_with("OPTION")) stop_on_tab(file, s);
+    keyword_line k;
+    try {
+      k = numsx(s);
+    } catch (const fatal_error& e) {
+      std::vector<std::string> lines = e.lines();
+      lines.push_back(at_line(file.path(), file.line_number()));
+      fatal(std::move(lines));
+    }
     k.line_no = file.line_number();
     return k;
   }

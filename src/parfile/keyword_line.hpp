@@ -17,9 +17,16 @@ void check_file_format(line_reader& file);
 // The file is rewound before and after.
 int count_random_groups(line_reader& file);
 
+// Stops the run when text (from the line of file last read) holds a TAB: in a keyword or OPTION
+// line only blanks separate words, so a TAB would silently glue two words into one. The message
+// is the TAB message of check_file_format with the place of the line.
+void stop_on_tab(const line_reader& file, std::string_view text);
+
 // The next keyword line: leading blanks removed; a line whose first character is then "#" is a
 // comment and is skipped; otherwise text from the first "#" on is dropped. Blank lines are not
-// skipped (they give n = 0). Words are split by numsx (at most 70). n = -1 at the end of the file.
+// skipped (they give n = 0). Words are split by numsx (at most 70; more stop the run naming the
+// line). A TAB in the kept text stops the run (stop_on_tab), except
+// in an OPTION line, which the OPTION store checks when it reads it. n = -1 at the end of the file.
 keyword_line read_keyword_line(line_reader& file);
 
 }  // namespace ventrel::parfile

@@ -3,6 +3,7 @@
 
 #include "common/fatal.hpp"
 #include "common/format.hpp"
+#include "parfile/keyword_line.hpp"
 
 namespace ventrel::parfile {
 
@@ -15,6 +16,18 @@ option_store::option_store(std::unique_ptr<line_reader> file) : file_(std::move(
 
 option_store::option_store(const std::string& path) : file_(std::make_unique<line_reader>(path)) {}
 
+namespace {
+// Whether a line (after its comment is dropped) begins with the word OPTION, blanks before it
+// allowed: only such lines are split, so that a long line of numbers elsewhere in the file
+// (a large (CO)VARIANCES block) costs nothing and never trips the word limit.
+bool is_option_line(std::string_view line) {
+  std::size_t i = line.find_first_not_of(' ');
+  if (i == std::string_view::npos) return false;
+  line.remove_prefix(i);
+  return line.starts_with("OPTION") && (line.size() == 6 || line[6] == ' ' || line[6] == '\t');
+}
+}  // namespace
+
 option_values option_store::get_option(std::string_view name, bool continue_search) const {
   if (!continue_search) file_->rewind();
   const std::string wanted = to_lower(trim_right(name));
@@ -22,8 +35,17 @@ option_values option_store::get_option(std::string_view name, bool continue_sear
   while (file_->next(line)) {
     line = line.substr(0, max_line);
     if (std::size_t c = line.find('#'); c != std::string_view::npos && c > 0) line = line.substr(0, c);
-    option_values v = nums2(line, max_words);
-    if (v.n < 2 || v.xc[0] != "OPTION" || to_lower(v.xc[1]) != wanted) continue;
+    if (!is_option_line(line)) continue;
+    stop_on_tab(*file_, line);
+    option_values v;
+    try {
+      v = nums2(line, max_words);
+    } catch (const fatal_error& e) {
+      std::vector<std::string> lines = e.lines();
+      lines.push_back(at_line(file_->path(), file_->line_number()));
+      fatal(std::move(lines));
+    }
+    if (v.n < 2 || to_lower(v.xc[1]) != wanted) continue;
     v.xc.erase(v.xc.begin(), v.xc.begin() + 2);
     v.x.erase(v.x.begin(), v.x.begin() + 2);
     v.n -= 2;

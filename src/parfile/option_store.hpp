@@ -24,7 +24,9 @@ class option_store {
   // after the name (at most 1001). Without continue_search the file is searched from its start
   // and the first matching line answers; with it the search goes on after the line the previous
   // query stopped at, so repeated lines of one option can be collected. A query moves only the
-  // file position, which is why it is const.
+  // file position, which is why it is const. Only lines that begin with the word OPTION are
+  // split; an OPTION line that holds a TAB (which would glue two words into one) or more than
+  // 1003 words stops the run naming its line.
   option_values get_option(std::string_view name, bool continue_search = false) const;
 
   // Looks up both names; when both are present stops with "Both options were set " name1 " and "

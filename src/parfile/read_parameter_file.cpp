@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <memory>
@@ -42,25 +43,32 @@ std::string first_word(const keyword_line& k) { return k.n > 0 ? k.words[0] : st
 // the file.
 bool read_reals(line_reader& f, std::vector<double>& out, std::string& bad) {
   std::size_t got = 0;
-  std::vector<std::string_view> fields(64);
+  std::array<std::string_view, 64> fields;
   std::string_view line;
   while (got < out.size()) {
     if (!f.next(line)) {
       bad = "file " + f.path() + ", at its end";
       return false;
     }
-    std::size_t n = split_fields(line, fields);
-    if (n > fields.size()) {
-      fields.resize(n);
-      split_fields(line, fields);
-    }
-    for (std::size_t i = 0; i < n && got < out.size(); ++i) {
-      double v = 0;
-      if (!parse_real(fields[i], v) || !std::isfinite(v)) {
-        bad = at_line(f.path(), f.line_number());
-        return false;
+    // The values of the line, 64 at a time, so that a line of megabytes needs no more memory
+    // than the values kept.
+    std::string_view rest = line;
+    while (got < out.size()) {
+      const std::size_t n = split_fields(rest, fields);
+      const std::size_t stored = std::min(n, fields.size());
+      for (std::size_t i = 0; i < stored && got < out.size(); ++i) {
+        double v = 0;
+        if (!parse_real(fields[i], v) || !std::isfinite(v)) {
+          bad = at_line(f.path(), f.line_number()) + ": \"" + excerpt(fields[i], 40) +
+                "\" is not a finite number";
+          return false;
+        }
+        out[got++] = v;
       }
-      out[got++] = v;
+      if (n <= fields.size()) break;
+      // Go on after the last value stored (a view into rest).
+      const std::string_view last = fields[fields.size() - 1];
+      rest = rest.substr(static_cast<std::size_t>(last.data() + last.size() - rest.data()));
     }
     // A slash ends the read: split_fields stopped there, so the line had no more fields to give.
     if (got < out.size() && line.find('/') != std::string_view::npos) break;
@@ -80,23 +88,40 @@ int positive_count(line_reader& f, std::string_view what) {
   keyword_line k = read_keyword_line(f);
   if (k.n < 1 || k.numbers[0] < 1)
     fatal({"The value after " + std::string(what) + " must be a positive whole number, found: \"" +
-               first_word(k) + "\"",
+               excerpt(first_word(k)) + "\"",
            where(f, k)});
   return k.numbers[0];
+}
+
+// A data column or a number of levels of an effect line: a whole number from 0 up.
+void check_effect_number(const line_reader& f, const keyword_line& k, int effect, int word) {
+  const std::string& w = k.words[static_cast<std::size_t>(word)];
+  std::int32_t v = 0;
+  if (!parse_int(w, v) || v < 0)
+    fatal({"Effect " + num(effect) + ": the data columns and the number of levels must be whole numbers from 0 to " +
+               num(std::int64_t{2147483647}) + ", found: \"" + excerpt(w) + "\"",
+           where(f, k)});
 }
 
 void read_effects(line_reader& f, model_parameters& m) {
   const int nt = m.ntrait;
   for (int i = 1; i <= m.neff; ++i) {
     keyword_line k = read_keyword_line(f);
+    if (k.n < 0)
+      fatal({"The file ends after " + num(i - 1) + " of the " + num(m.neff) +
+                 " effect lines that NUMBER_OF_EFFECTS announces",
+             where(f, k)});
     if (k.n != nt + 2 && k.n != 2 * nt + 2)
       fatal({"too few or too many numbers for effect " + num(i) + ". Was " + num(k.n), where(f, k)});
+    for (int w = 0; w <= nt; ++w) check_effect_number(f, k, i, w);
+    if (k.n == 2 * nt + 2)
+      for (int w = nt + 2; w < k.n; ++w) check_effect_number(f, k, i, w);
     m.pos_eff.emplace_back(k.numbers.begin(), k.numbers.begin() + nt);
     m.nlev.push_back(k.numbers[nt]);
     const std::string& type = k.words[nt + 1];
     if (type.starts_with("cro")) m.effecttype.push_back(effect_type::cross_classified);
     else if (type.starts_with("cov")) m.effecttype.push_back(effect_type::covariable);
-    else fatal({"Unknown type of effect: " + type, where(f, k)});
+    else fatal({"Unknown type of effect: " + excerpt(type), where(f, k)});
     if (k.n == 2 * nt + 2) m.nestedcov.emplace_back(k.numbers.begin() + nt + 2, k.numbers.end());
     else m.nestedcov.emplace_back(nt, 0);
   }
@@ -110,7 +135,7 @@ std::vector<int> read_group_effects(line_reader& f, const model_parameters& m) {
     fatal({"line after RANDOM_GROUP has too few or too many numbers", where(f, k)});
   for (int j = 0; j < k.n; ++j)
     if (k.numbers[j] < 1 || k.numbers[j] > m.neff)
-      fatal({"number " + k.words[j] + " after RANDOM_GROUP out of range", where(f, k)});
+      fatal({"number " + excerpt(k.words[j]) + " after RANDOM_GROUP out of range", where(f, k)});
   for (int j = 1; j < k.n; ++j)
     if (k.numbers[j] != k.numbers[j - 1] + 1) {
       std::string line = " correlated effects:";
@@ -129,7 +154,7 @@ random_type read_random_type(line_reader& f) {
   const std::string word = first_word(k);
   std::optional<random_type> t = match_random_type(word);
   if (!t)
-    fatal({"unknown RANDOM-TYPE: " + word, " Should be diagonal, AR(1), add_animal, add_sire",
+    fatal({"unknown RANDOM-TYPE: " + excerpt(word), " Should be diagonal, AR(1), add_animal, add_sire",
            " add_an_upg, add_an_upginb, add_an_usym, ",
            " add_an_metafounders, add_an_bees, add_an_bees_inb,", " add_an_auto, add_an_exact,",
            " user_file, user_file_inv, or par_domin", where(f, k)});
@@ -154,7 +179,10 @@ void read_random_groups(line_reader& f, model_parameters& m) {
     g.file = first_word(fk);
     if (!g.file.empty() && !file_exists(g.file))
       fatal({" Error in the FILE statement:",
-             " There is no such pedigree/user-supplied file: " + g.file, where(f, fk)});
+             " There is no such pedigree/user-supplied file: " + excerpt(g.file), where(f, fk)});
+    if (!g.file.empty() && is_directory(g.file))
+      fatal({" Error in the FILE statement:",
+             " There is no such pedigree/user-supplied file: " + excerpt(g.file), where(f, fk) + ": it is a directory"});
 
     expect_keyword(f, "(CO)VARIANCES", " (CO)VARIANCES not found");
     const int order = m.ntrait * g.ncorr;
@@ -187,7 +215,9 @@ model_parameters read_model(line_reader& f) {
   if (k.n < 1 || k.words[0] != "DATAFILE") fatal({"DATAFILE not found", where(f, k)});
   k = read_keyword_line(f);
   m.datafile = first_word(k);
-  if (!file_exists(m.datafile)) fatal({"There is no such data file: " + m.datafile, where(f, k)});
+  if (!file_exists(m.datafile)) fatal({"There is no such data file: " + excerpt(m.datafile), where(f, k)});
+  if (is_directory(m.datafile))
+    fatal({"There is no such data file: " + excerpt(m.datafile), where(f, k) + ": it is a directory"});
 
   expect_keyword(f, "NUMBER_OF_TRAITS", "NUMBER_OF_TRAITS not found");
   m.ntrait = positive_count(f, "NUMBER_OF_TRAITS");
@@ -225,7 +255,7 @@ model_parameters read_model(line_reader& f) {
 parameter_file read_named(const std::string& name, int verbosity) {
   if (verbosity > 0) say(" parameter file: " + name);
   if (name.empty() || !file_exists(name))
-    fatal({"There is no such parameter file.", " file: \"" + name + "\""});
+    fatal({"There is no such parameter file.", " file: \"" + excerpt(name) + "\""});
   auto file = std::make_unique<line_reader>(name);
   model_parameters m = read_model(*file);
   return parameter_file{std::move(m), option_store(std::move(file))};

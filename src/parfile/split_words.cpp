@@ -28,7 +28,7 @@ void for_each_word(std::string_view text, F&& emit) {
 }
 
 [[noreturn]] void too_many_words(std::string_view routine, std::string_view rest, std::size_t m) {
-  fatal({"Error in " + std::string(routine) + " splitting string starting: " + std::string(rest),
+  fatal({"Error in " + std::string(routine) + " splitting string starting: " + excerpt(rest),
          "into m: " + num(static_cast<std::int64_t>(m)) + " items"});
 }
 

@@ -101,5 +101,24 @@ TEST(read_keyword_line, gives_no_words_for_a_blank_line) {
   EXPECT_EQ(read_keyword_line(f).words[0], "x");
 }
 
+TEST(read_keyword_line, stops_on_a_tab_but_leaves_option_lines_to_the_option_store) {
+  line_reader f(write_temp("kw_tab3.txt", "DATAFILE\nOPTION se\texact\n# a\tcomment\n1 2 # c\td\nx\ty\n"));
+  EXPECT_EQ(read_keyword_line(f).words[0], "DATAFILE");
+  EXPECT_EQ(read_keyword_line(f).n, 2);
+  EXPECT_EQ(read_keyword_line(f).numbers, (std::vector<int>{1, 2}));
+  EXPECT_EQ(stop_lines([&] { read_keyword_line(f); })[1],
+            "file " + ::testing::TempDir() + "kw_tab3.txt, line 5: only blanks separate the words of this line");
+}
+
+TEST(read_keyword_line, too_many_words_name_the_line) {
+  std::string line;
+  for (int i = 0; i < 71; ++i) line += "w ";
+  line_reader f(write_temp("kw_words.txt", "DATAFILE\n" + line + "\n"));
+  read_keyword_line(f);
+  EXPECT_EQ(stop_lines([&] { read_keyword_line(f); }),
+            (std::vector<std::string>{"Error in numsx splitting string starting: w ", "into m: 70 items",
+                                      "file " + ::testing::TempDir() + "kw_words.txt, line 2"}));
+}
+
 }  // namespace
 }  // namespace ventrel::parfile

@@ -85,6 +85,50 @@ TEST(option_store, stops_on_more_than_a_thousand_and_one_values) {
   }
 }
 
+TEST(option_store, a_tab_in_an_option_line_stops_naming_the_line) {
+  option_store s = store_of("opt_tab.txt", "DATAFILE\nOPTION nthreads 2\nOPTION se\texact\n");
+  const std::string path = ::testing::TempDir() + "opt_tab.txt";
+  try {
+    s.get_option("nthreads");
+    s.get_option("se");
+    FAIL() << "the run did not stop";
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines(), (std::vector<std::string>{
+                             " TAB was found, Use spaces to separeate columns in file: \"" + path + "\"",
+                             "file " + path + ", line 3: only blanks separate the words of this line",
+                             " Convert to TAB to spaces, e.g. \"expand file > newfile\""}));
+  }
+  // A TAB in a comment or in a line that is no OPTION line is not looked at.
+  option_store t = store_of("opt_tab2.txt", "1.0\t2.0\nOPTION se exact # a\tb\n");
+  EXPECT_EQ(t.get_option("se").xc[0], "exact");
+}
+
+TEST(option_store, only_option_lines_are_split) {
+  // A line of 2,000 numbers (a large (CO)VARIANCES block on one line) is no OPTION line.
+  std::string numbers;
+  for (int i = 0; i < 2000; ++i) numbers += "1 ";
+  option_store s = store_of("opt_many.txt", numbers + "\nOPTION se boot\n");
+  EXPECT_EQ(s.get_option("se").xc[0], "boot");
+}
+
+TEST(option_store, five_thousand_values_stop_briefly_naming_the_line) {
+  // The line is cut at 5000 characters, which leave 2,500 words: more than the 1003 allowed.
+  std::string line = "OPTION validation 2";
+  for (int i = 0; i < 5000; ++i) line += " 7";
+  option_store s = store_of("opt_5000.txt", "DATAFILE\n" + line + "\n");
+  try {
+    s.get_option("validation");
+    FAIL() << "the run did not stop";
+  } catch (const fatal_error& e) {
+    ASSERT_EQ(e.lines().size(), 3u);
+    EXPECT_TRUE(e.lines()[0].starts_with("Error in nums2 splitting string starting: 7 7 7"));
+    EXPECT_TRUE(e.lines()[0].ends_with(" ..."));
+    EXPECT_LT(e.lines()[0].size(), 160u);
+    EXPECT_EQ(e.lines()[1], "into m: 1003 items");
+    EXPECT_EQ(e.lines()[2], "file " + ::testing::TempDir() + "opt_5000.txt, line 2");
+  }
+}
+
 TEST(option_store, exclusive_options_stop_when_both_are_set) {
   option_store s = store_of("opt9.txt", "OPTION a\nOPTION b 3\n");
   try {

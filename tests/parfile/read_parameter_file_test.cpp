@@ -7,6 +7,8 @@
 #include <fstream>
 #include <functional>
 
+#include <sys/stat.h>
+
 #include "common/fatal.hpp"
 
 namespace ventrel::parfile {
@@ -178,6 +180,93 @@ TEST(read_parameter_file, stops_on_a_tab_in_the_first_record_only) {
   EXPECT_EQ(first_line_of_stop("DATAFILE\t\n"),
             " TAB was found, Use spaces to separeate columns in file: \"" + dir + "rp_par.txt\"");
   EXPECT_NO_THROW(read_text(with(base_text(), "OPTION se exact", "OPTION\tse exact")));
+}
+
+TEST(read_parameter_file, stops_on_a_tab_in_a_later_keyword_line_naming_it) {
+  EXPECT_EQ(stop_of(with(base_text(), "2 0 100 cross\n", "2 0\t100 cross\n")),
+            (std::vector<std::string>{
+                " TAB was found, Use spaces to separeate columns in file: \"" + dir + "rp_par.txt\"",
+                "file " + dir + "rp_par.txt, line 14: only blanks separate the words of this line",
+                " Convert to TAB to spaces, e.g. \"expand file > newfile\""}));
+  // In a trailing comment, or in the values of a matrix, a TAB does no harm.
+  EXPECT_NO_THROW(read_text(with(base_text(), "2 0 100 cross\n", "2 0 100 cross # a\tb\n")));
+  EXPECT_NO_THROW(read_text(with(base_text(), "1.0 0.5\n", "1.0\t0.5\n")));
+}
+
+TEST(read_parameter_file, effect_columns_and_levels_must_be_whole_numbers_from_zero) {
+  const std::string file = "file " + dir + "rp_par.txt, line 14";
+  EXPECT_EQ(stop_of(with(base_text(), "2 0 100 cross\n", "2 0 99999999999 cross\n")),
+            (std::vector<std::string>{"Effect 2: the data columns and the number of levels must be whole "
+                                      "numbers from 0 to 2147483647, found: \"99999999999\"",
+                                      file}));
+  EXPECT_EQ(first_line_of_stop(with(base_text(), "2 0 100 cross\n", "2 0 -5 cross\n")),
+            "Effect 2: the data columns and the number of levels must be whole numbers from 0 to "
+            "2147483647, found: \"-5\"");
+  EXPECT_EQ(first_line_of_stop(with(base_text(), "2 0 100 cross\n", "2 x 100 cross\n")),
+            "Effect 2: the data columns and the number of levels must be whole numbers from 0 to "
+            "2147483647, found: \"x\"");
+  EXPECT_EQ(first_line_of_stop(with(base_text(), "3 3 1 cov 1 1\n", "3 3 1 cov 1 one\n")),
+            "Effect 3: the data columns and the number of levels must be whole numbers from 0 to "
+            "2147483647, found: \"one\"");
+  EXPECT_EQ(read_text(with(base_text(), "2 0 100 cross\n", "2 0 2147483647 cross\n")).model.nlev[1],
+            2147483647);
+}
+
+TEST(read_parameter_file, a_file_that_ends_among_the_effects_says_so) {
+  const std::string t = base_text();
+  EXPECT_EQ(stop_of(t.substr(0, t.find("2 0 100 cross"))),
+            (std::vector<std::string>{
+                "The file ends after 1 of the 3 effect lines that NUMBER_OF_EFFECTS announces",
+                "file " + dir + "rp_par.txt, at its end"}));
+  // A count far beyond the lines given allocates nothing ahead.
+  EXPECT_EQ(first_line_of_stop(with(t, "NUMBER_OF_EFFECTS\n3\n", "NUMBER_OF_EFFECTS\n2000000000\n")),
+            "too few or too many numbers for effect 4. Was 1");
+}
+
+TEST(read_parameter_file, a_directory_is_no_data_or_pedigree_file) {
+  const std::string d = dir + "rp_a_directory";
+  ::mkdir(d.c_str(), 0755);
+  EXPECT_EQ(stop_of(with(base_text(), dir + "rp_data.txt", d)),
+            (std::vector<std::string>{"There is no such data file: " + d,
+                                      "file " + dir + "rp_par.txt, line 3: it is a directory"}));
+  EXPECT_EQ(stop_of(with(base_text(), dir + "rp_ped.txt", d)),
+            (std::vector<std::string>{" Error in the FILE statement:",
+                                      " There is no such pedigree/user-supplied file: " + d,
+                                      "file " + dir + "rp_par.txt, line 24: it is a directory"}));
+}
+
+TEST(read_parameter_file, a_line_of_megabytes_costs_only_what_is_kept) {
+  // Ten megabytes of values after the residual variances: the first four are read, the rest of
+  // the line is ignored.
+  std::string line = "1.0 0.5 0.5 2.0";
+  line.reserve(10u << 20);
+  while (line.size() < (10u << 20)) line += " 7.25";
+  const model_parameters m = read_text(with(base_text(), "1.0 0.5\n0.5 2.0\n", line + "\n")).model;
+  EXPECT_EQ(m.r.a, (std::vector<double>{1.0, 0.5, 0.5, 2.0}));
+}
+
+// One trait, nine effects in one group: 81 (co)variances, more than one batch of values a line.
+std::string nine_effects(const std::string& variances) {
+  std::string t = "DATAFILE\n" + dir + "rp_data.txt\nNUMBER_OF_TRAITS\n1\nNUMBER_OF_EFFECTS\n9\n"
+                  "OBSERVATION(S)\n1\nWEIGHT(S)\n\nEFFECTS:\n";
+  for (int i = 1; i <= 9; ++i) t += std::to_string(i + 1) + " 10 cross\n";
+  return t + "RANDOM_RESIDUAL\n1.0\nRANDOM_GROUP\n1 2 3 4 5 6 7 8 9\nRANDOM_TYPE\ndiagonal\nFILE\n\n"
+             "(CO)VARIANCES\n" + variances + "\n";
+}
+
+TEST(read_parameter_file, values_of_a_long_line_are_read_in_batches) {
+  base_text();  // writes the data file
+  std::string values;
+  for (int i = 0; i < 81; ++i) values += std::to_string(i) + (i % 2 ? "," : "\t");
+  const model_parameters m = read_text(nine_effects(values + " 99 100")).model;
+  ASSERT_EQ(m.groups[0].g.rows, 9);
+  for (int i = 0; i < 9; ++i)
+    for (int j = 0; j < 9; ++j) EXPECT_EQ(m.groups[0].g(i, j), 9 * i + j);
+  std::string bad;
+  for (int i = 0; i < 81; ++i) bad += i == 69 ? "x " : "1 ";
+  EXPECT_EQ(stop_of(nine_effects(bad)),
+            (std::vector<std::string>{"error reading variances for effect 1",
+                                      "file " + dir + "rp_par.txt, line 30: \"x\" is not a finite number"}));
 }
 
 TEST(read_parameter_file, observations_and_effects_need_their_counts) {
