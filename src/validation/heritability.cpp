@@ -20,12 +20,40 @@ std::vector<double> genetic_variances(const parfile::model_parameters& m, int ef
   for (int t = 1; t <= m.ntrait; ++t) {
     int p = group_position(*g, effect, t, m.ntrait);
     v[static_cast<std::size_t>(t - 1)] = g->g(p, p);
+    // The statistics divide by it (bias in genetic sd, reliability): zero or less means a
+    // wrong parameter file, not a result.
+    if (!(g->g(p, p) > 0.0))
+      fatal({"The genetic variance of trait " + num(t) + " for the validation effect " + num(effect) +
+                 " is not positive: " + num(g->g(p, p)),
+             "(CO)VARIANCES of the RANDOM_GROUP of effect " + num(g->effects.front()) + " in file " + m.parfile});
   }
   return v;
 }
 
+namespace {
+
+// Every diagonal variance that enters a trait's total must be zero or more (a matrix that is only
+// not positive definite has been reported when the parameters were printed).
+void check_diagonal_variances(const parfile::model_parameters& m) {
+  for (int t = 1; t <= m.ntrait; ++t) {
+    if (m.r(t - 1, t - 1) < 0.0)
+      fatal({"The residual variance of trait " + num(t) + " is negative: " + num(m.r(t - 1, t - 1)),
+             "RANDOM_RESIDUAL in file " + m.parfile});
+    for (const parfile::random_group& g : m.groups)
+      for (int e : g.effects) {
+        int p = group_position(g, e, t, m.ntrait);
+        if (g.g(p, p) < 0.0)
+          fatal({"The variance of trait " + num(t) + " for effect " + num(e) + " is negative: " + num(g.g(p, p)),
+                 "(CO)VARIANCES of the RANDOM_GROUP of effect " + num(g.effects.front()) + " in file " + m.parfile});
+      }
+  }
+}
+
+}  // namespace
+
 std::vector<double> get_h2(const parfile::model_parameters& m, int effect) {
   std::vector<double> gvar = genetic_variances(m, effect);
+  check_diagonal_variances(m);  // before the parallel loop: a stop must not leave a parallel region
   std::vector<double> h2(static_cast<std::size_t>(m.ntrait));
 #pragma omp parallel for
   for (int t = 1; t <= m.ntrait; ++t) {

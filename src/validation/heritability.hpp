@@ -12,11 +12,14 @@ namespace ventrel::validation {
 int group_position(const parfile::random_group& g, int effect, int trait, int ntrait);
 
 // Genetic variance of the validated effect for every trait (trait t at t-1): the diagonal
-// element of its group's matrix. Stops when the effect is in no random group.
+// element of its group's matrix. Stops when the effect is in no random group and when a variance
+// is not positive (naming the trait and the parameter file).
 std::vector<double> genetic_variances(const parfile::model_parameters& m, int effect);
 
 // h2 of every trait: the genetic variance of the validated effect over the sum of the diagonal
-// (trait i) elements of every effect of every random group plus the residual variance.
+// (trait i) elements of every effect of every random group plus the residual variance. Stops
+// when one of those variances is negative; with a positive genetic variance the total is then
+// positive and h2 lies in (0, 1].
 std::vector<double> get_h2(const parfile::model_parameters& m, int effect);
 
 }  // namespace ventrel::validation

@@ -25,13 +25,20 @@ void echo(std::string_view text, std::string_view item) {
   say(line + std::string(item));
 }
 
-// The first value of an option as a whole number of at least min; stops otherwise.
-int whole_number(const option_values& v, std::string_view key, int min = INT_MIN) {
+// Bounds of counts that size memory or threads, so that no number in the file can make the run
+// allocate without bound: replicates take 40 bytes each (10^7 of them 400 MB), and a thread
+// count far beyond any machine would only fail inside the thread runtime.
+constexpr int max_nrepboot = 10000000;
+constexpr int max_threads = 1024;
+
+// The first value of an option as a whole number from min to max; stops otherwise.
+int whole_number(const option_values& v, std::string_view key, int min = INT_MIN, int max = INT_MAX) {
   const std::string opt = "OPTION " + std::string(key);
   if (v.n < 1) fatal(opt + " needs a value");
   int k = 0;
-  if (!parse_int(v.xc[0], k)) fatal(opt + " needs a whole number, found: " + v.xc[0]);
+  if (!parse_int(v.xc[0], k)) fatal(opt + " needs a whole number, found: " + excerpt(v.xc[0]));
   if (k < min) fatal(opt + " must be at least " + num(min) + ", found: " + v.xc[0]);
+  if (k > max) fatal(opt + " must be at most " + num(max) + ", found: " + v.xc[0]);
   return k;
 }
 
@@ -159,7 +166,7 @@ validation_options read_validation_options(const parfile::option_store& store,
     echo("* message level in MORLO/KELP (default:0)", num(o.msg_morlo));
   }
   if (option_values v = store.get_option("num_threads_kelp"); v.n >= 0) {
-    const int k = whole_number(v, "num_threads_kelp");
+    const int k = whole_number(v, "num_threads_kelp", INT_MIN, max_threads);
     parfile::set_num_threads_kelp(k);
     o.num_threads_kelp = parfile::num_threads_kelp();
     echo(" * number of threads for KELP: ", num(k));
@@ -171,11 +178,11 @@ validation_options read_validation_options(const parfile::option_store& store,
     echo(" * Inbreeding coefficients file: ", o.inbreeding_file);
   }
   if (option_values v = store.get_option("nrepboot"); v.n >= 0) {
-    o.nrepboot = whole_number(v, "nrepboot", 1);
+    o.nrepboot = whole_number(v, "nrepboot", 1, max_nrepboot);
     echo("* Number of bootstrap replicates (default:10000)", num(o.nrepboot));
   }
   if (option_values v = store.get_option("nthreads"); v.n >= 0) {
-    o.nthreads = whole_number(v, "nthreads", 1);
+    o.nthreads = whole_number(v, "nthreads", 1, max_threads);
     omp_set_num_threads(o.nthreads);
     echo(" * Set number of threads calculations: ", num(o.nthreads));
   }

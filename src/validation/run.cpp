@@ -4,6 +4,8 @@
 
 #include <omp.h>
 
+#include <exception>
+#include <new>
 #include <span>
 #include <string>
 #include <vector>
@@ -70,9 +72,8 @@ pedigree::pedigree_phase_input pedigree_input(const parfile::parameter_file& pf,
   return in;
 }
 
-}  // namespace
-
-int run(const command_line& cmd) {
+// The phases in order (see run).
+int run_phases(const command_line& cmd) {
   // 1. The parameter file and its effects table.
   const std::string banner = banner_field();
   const parfile::parameter_file pf = parfile::read_parameter_file(cmd, 1, banner);
@@ -136,6 +137,23 @@ int run(const command_line& cmd) {
   write_sol_valids(sets, m.ntrait);
   write_file_atomically("ventrel.log", log);
   return 0;
+}
+
+}  // namespace
+
+int run(const command_line& cmd) {
+  try {
+    return run_phases(cmd);
+  } catch (const fatal_error&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    throw;  // main reports it
+  } catch (const std::exception& e) {
+    // Any other exception of the standard library (a length error, a system error of the
+    // thread runtime) ends the run like a fatal stop: a message and status 1, not an abort.
+    fatal({"The run stopped on an unexpected error: " + std::string(e.what()),
+           "Please report it together with the input files"});
+  }
 }
 
 }  // namespace ventrel::validation

@@ -224,5 +224,17 @@ TEST_F(options_test, whole_number_options_reject_bad_values) {
   EXPECT_EQ(read(validation_line + "OPTION num_threads_kelp 0\n").first.num_threads_kelp, 1);
 }
 
+TEST_F(options_test, counts_that_size_memory_or_threads_are_bounded) {
+  EXPECT_EQ(stop_of(validation_line + "OPTION nrepboot 2000000000\n"),
+            std::vector<std::string>{"OPTION nrepboot must be at most 10000000, found: 2000000000"});
+  EXPECT_EQ(read(validation_line + "OPTION nrepboot 10000000\n").first.nrepboot, 10000000);
+  EXPECT_EQ(stop_of(validation_line + "OPTION nthreads 2000000000\n"),
+            std::vector<std::string>{"OPTION nthreads must be at most 1024, found: 2000000000"});
+  EXPECT_EQ(stop_of(validation_line + "OPTION num_threads_kelp 5000\n"),
+            std::vector<std::string>{"OPTION num_threads_kelp must be at most 1024, found: 5000"});
+  EXPECT_EQ(stop_of(validation_line + "OPTION nrepboot 99999999999\n"),
+            std::vector<std::string>{"OPTION nrepboot needs a whole number, found: 99999999999"});
+}
+
 }  // namespace
 }  // namespace ventrel::validation
