@@ -1,8 +1,6 @@
 // H-inverse reading and the focal elements of its inverse.
 #include "genomic/hinverse.hpp"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -16,9 +14,17 @@
 
 namespace ventrel::genomic {
 
-void read_hinverse(const std::string& path, int nlev, sparse::sparse_hashm& hashm) {
+namespace {
+
+void check_exists(const std::string& path) {
   if (!file_exists(path))
     fatal({"The inverse relationship matrix file " + path + " does not exist", "It is named by OPTION readHInverse"});
+}
+
+// Calls add(i, j, v) for every element line of the file: row, column (both in 1..nlev) and a
+// finite value; blank lines are skipped, anything else stops naming the file and the line.
+template <class F>
+void for_each_element(const std::string& path, int nlev, F&& add) {
   line_reader in(path);
   std::string_view line;
   std::array<std::string_view, 3> f;
@@ -28,19 +34,41 @@ void read_hinverse(const std::string& path, int nlev, sparse::sparse_hashm& hash
     std::int32_t i = 0, j = 0;
     double v = 0;
     if (k < 3 || !parse_int(f[0], i) || !parse_int(f[1], j) || !parse_real(f[2], v) || !std::isfinite(v))
-      fatal({"Cannot read row, column and value of the inverse relationship matrix: " + at_line(path, in.line_number())});
+      fatal({"Cannot read row, column and value of the inverse relationship matrix: " + at_line(path, in.line_number()),
+             "  " + excerpt(line)});
     if (i < 1 || j < 1 || i > nlev || j > nlev)
-      fatal({"Index outside the levels 1.." + num(nlev) + " of the animal effect: " + at_line(path, in.line_number())});
-    sparse::addm(v, std::min(i, j), std::max(i, j), hashm);
+      fatal({"Index outside the levels 1.." + num(nlev) + " of the animal effect: " + at_line(path, in.line_number()),
+             "  " + excerpt(line)});
+    add(i, j, v);
   }
+}
+
+}  // namespace
+
+void read_hinverse(const std::string& path, int nlev, sparse::sparse_hashm& hashm) {
+  check_exists(path);
+  for_each_element(path, nlev, [&](int i, int j, double v) { sparse::addm(v, std::min(i, j), std::max(i, j), hashm); });
+}
+
+std::int64_t count_hinverse_elements(const std::string& path, int nlev) {
+  check_exists(path);
+  std::int64_t n = 0;
+  for_each_element(path, nlev, [&](int, int, double) { ++n; });
+  if (n == 0)
+    fatal({"The inverse relationship matrix file " + path + " holds no element", "It is named by OPTION readHInverse"});
+  if (n < nlev)
+    fatal({"The inverse relationship matrix file " + path + " holds " + num(n) + " element(s), fewer than the " +
+               num(nlev) + " levels of the animal effect",
+           "A positive definite matrix of that order needs at least a diagonal element for every level"});
+  return n;
 }
 
 std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::string& path, int nlev,
                                                                    const std::vector<std::vector<int>>& sets,
                                                                    const inverse_settings& settings) {
-  // Capacity from the file's size (about 20 bytes a line); the table grows when it must.
-  struct stat st {};
-  std::int64_t lines = ::stat(path.c_str(), &st) == 0 ? static_cast<std::int64_t>(st.st_size) / 20 : 0;
+  // A first pass checks the file and counts its elements before anything of the matrix's order
+  // is allocated: the order (nlev, from the parameter file) is thus bounded by the file's length.
+  const std::int64_t lines = count_hinverse_elements(path, nlev);
   std::int64_t pairs = 0;
   for (const auto& s : sets) pairs += static_cast<std::int64_t>(s.size()) * static_cast<std::int64_t>(s.size() + 1) / 2;
   sparse::sparse_hashm h;

@@ -3,6 +3,7 @@
 // the focal elements are read out of the result.
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -17,13 +18,21 @@ namespace ventrel::genomic {
 // an index outside 1..nlev, naming the file and the line.
 void read_hinverse(const std::string& path, int nlev, sparse::sparse_hashm& hashm);
 
+// Checks every line of the file as read_hinverse does and returns the number of element lines.
+// Stops when the file holds no element, or fewer than nlev (a positive definite matrix of order
+// nlev needs every diagonal element), so that nothing of order nlev is allocated for a file
+// that cannot give it.
+std::int64_t count_hinverse_elements(const std::string& path, int nlev);
+
 struct inverse_settings {
   int threads = 0;    // threads of the sparse solver; 0 = its default
   int msg_level = 0;  // sparse solver's message level
 };
 
 // A_focal of every focal set (levels of the animal effect, in each set's order) from the
-// inverse relationship matrix in the file.
+// inverse relationship matrix in the file: count_hinverse_elements, then read_hinverse with every
+// focal pair entered, then the sparse inverse. Memory O(elements + focal pairs + nlev), nlev
+// being at most the number of elements.
 std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::string& path, int nlev,
                                                                    const std::vector<std::vector<int>>& sets,
                                                                    const inverse_settings& settings);

@@ -22,7 +22,9 @@ linalg::dense_matrix read_metafounders_gamma(const std::string& path) {
   int order = 0;
   std::string_view line;
   std::array<std::string_view, 3> f;
-  constexpr int max_order = 100000;
+  // Gamma is kept dense: its order bounds the memory (5000 gives 200 MB), far above the few
+  // dozen metafounders of real pedigrees.
+  constexpr int max_order = 5000;
   while (in.next(line)) {
     std::size_t k = split_fields(line, f);
     if (k == 0) continue;
@@ -41,6 +43,12 @@ linalg::dense_matrix read_metafounders_gamma(const std::string& path) {
     order = std::max(order, key.second);
   }
   if (order == 0) fatal({"Metafounder relationship file " + path + " holds no element of Gamma"});
+  // Every diagonal element is needed (a positive definite matrix has them all positive); checked
+  // before the dense matrix is allocated, so that its order never exceeds the lines given.
+  for (int k = 1; k <= order; ++k)
+    if (!elements.contains({k, k}))
+      fatal({"Gamma(" + num(k) + "," + num(k) + ") is not given in metafounder relationship file " + path,
+             "Gamma is of order " + num(order) + " (its largest index) and needs every diagonal element"});
   linalg::dense_matrix g(order, order);
   for (const auto& [key, val] : elements) {
     g(key.first - 1, key.second - 1) = val.first;

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <string>
 
@@ -79,6 +80,16 @@ TEST(hinverse, a_pair_given_twice_is_summed) {
   EXPECT_EQ(out[0](0, 1), 0.0);
 }
 
+std::vector<std::string> stop_lines(const std::function<void()>& f) {
+  try {
+    f();
+  } catch (const fatal_error& e) {
+    return e.lines();
+  }
+  ADD_FAILURE() << "the run did not stop";
+  return {};
+}
+
 std::string stop_message(const std::string& text, int nlev) {
   std::string path = write_temp("bad_hinv.txt", text);
   sparse::sparse_hashm h;
@@ -86,7 +97,7 @@ std::string stop_message(const std::string& text, int nlev) {
   try {
     read_hinverse(path, nlev, h);
   } catch (const fatal_error& e) {
-    return e.what();
+    return e.lines()[0];
   }
   return "";
 }
@@ -111,6 +122,35 @@ TEST(hinverse, reader_stops_name_the_file_and_line) {
   } catch (const fatal_error& e) {
     EXPECT_EQ(e.lines()[0], "The inverse relationship matrix file " + dir + "no_such_hinv.txt does not exist");
   }
+}
+
+TEST(hinverse, the_bad_line_is_shown_below_the_message) {
+  std::string path = write_temp("bad_hinv2.txt", "1 1 1.0\n99999999999 1 1.0\n");
+  sparse::sparse_hashm h;
+  sparse::init(h, 64, sparse::hash_storage::upper, 5);
+  try {
+    read_hinverse(path, 5, h);
+    FAIL();
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines(), (std::vector<std::string>{
+                             "Cannot read row, column and value of the inverse relationship matrix: file " + path + ", line 2",
+                             "  99999999999 1 1.0"}));
+  }
+}
+
+TEST(hinverse, an_empty_or_short_file_stops_before_the_matrix_is_built) {
+  std::string empty = write_temp("ainv_empty.txt", "\n\n");
+  EXPECT_EQ(stop_lines([&] { focal_relationships_from_inverse(empty, 3, {{1, 2}}, {}); }),
+            (std::vector<std::string>{"The inverse relationship matrix file " + empty + " holds no element",
+                                      "It is named by OPTION readHInverse"}));
+  // Two billion levels and two lines: stops at once instead of allocating for two billion.
+  std::string small = write_temp("ainv_small.txt", "1 1 2.0\n2000000000 2000000000 1.0\n");
+  EXPECT_EQ(stop_lines([&] { focal_relationships_from_inverse(small, 2000000000, {{1, 2000000000}}, {}); }),
+            (std::vector<std::string>{
+                "The inverse relationship matrix file " + small +
+                    " holds 2 element(s), fewer than the 2000000000 levels of the animal effect",
+                "A positive definite matrix of that order needs at least a diagonal element for every level"}));
+  EXPECT_EQ(count_hinverse_elements(write_temp("ainv_three.txt", "1 1 2\n\n2 2 1\n1 2 0.5\n"), 2), 3);
 }
 
 TEST(hinverse, a_matrix_that_is_not_positive_definite_stops) {

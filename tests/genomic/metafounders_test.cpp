@@ -39,7 +39,12 @@ TEST(metafounders, bad_files_stop_with_their_reason) {
             "Gamma(1,2) is given twice with different values: file " + dir + "gamma_bad.txt, line 2 and line 3");
   EXPECT_EQ(stop("1 1 0.1\n1 2 0.5\n2 2 0.1\n"), "Gamma of file " + dir + "gamma_bad.txt is not positive definite");
   EXPECT_EQ(stop("1 1 x\n"), "Cannot read i, j and a value of Gamma: file " + dir + "gamma_bad.txt, line 1");
-  EXPECT_EQ(stop("0 1 0.1\n"), "Metafounder index out of range 1..100000: file " + dir + "gamma_bad.txt, line 1");
+  EXPECT_EQ(stop("0 1 0.1\n"), "Metafounder index out of range 1..5000: file " + dir + "gamma_bad.txt, line 1");
+  EXPECT_EQ(stop("1 1 0.1\n5001 5001 0.1\n"),
+            "Metafounder index out of range 1..5000: file " + dir + "gamma_bad.txt, line 2");
+  // One line with a large index would make a large dense matrix: its missing diagonal stops first.
+  EXPECT_EQ(stop("1 1 0.1\n4000 4000 0.1\n"),
+            "Gamma(2,2) is not given in metafounder relationship file " + dir + "gamma_bad.txt");
   EXPECT_EQ(stop("\n"), "Metafounder relationship file " + dir + "gamma_bad.txt holds no element of Gamma");
   try {
     read_metafounders_gamma(dir + "no_gamma.txt");
