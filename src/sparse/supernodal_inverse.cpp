@@ -303,30 +303,42 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
   return inv;
 }
 
+// The input's elements are bucketed by their column in the factor (the smaller permuted index);
+// then, supernode by supernode, a map from row to place in the supernode's row list gives the
+// place of each of its elements in Z. Linear in the elements and the factor's row lists.
 void scatter_inverse(const cholmod_factor* l, const supernodal_inverse& inv, upper_csr& a) {
-  const idx n = static_cast<idx>(l->n);
+  const idx n = static_cast<idx>(l->n), ns = static_cast<idx>(l->nsuper);
   auto super = static_cast<const SuiteSparse_long*>(l->super);
   auto pi = static_cast<const SuiteSparse_long*>(l->pi);
   auto px = static_cast<const SuiteSparse_long*>(l->px);
   auto s = static_cast<const SuiteSparse_long*>(l->s);
   auto perm = static_cast<const SuiteSparse_long*>(l->Perm);
-  std::vector<idx> pinv(static_cast<std::size_t>(n)), col_super(static_cast<std::size_t>(n));
+  std::vector<idx> pinv(static_cast<std::size_t>(n)), start(static_cast<std::size_t>(n) + 1, 0);
   for (idx k = 0; k < n; ++k) pinv[perm[k]] = k;
-  for (idx j = 0; j < static_cast<idx>(l->nsuper); ++j)
-    for (idx k = super[j]; k < super[j + 1]; ++k) col_super[k] = j;
-#pragma omp parallel for schedule(dynamic, 1024)
-  for (int i = 0; i < a.n; ++i) {
+  for (int i = 0; i < a.n; ++i)
+    for (idx p = a.row_begin(i); p < a.row_end(i); ++p) ++start[std::min(pinv[i], pinv[a.ja[p] - 1]) + 1];
+  for (idx k = 0; k < n; ++k) start[k + 1] += start[k];
+  std::vector<idx> place(static_cast<std::size_t>(a.nnz)), next(start.begin(), start.end() - 1);
+  std::vector<int> row_of(static_cast<std::size_t>(a.nnz));
+  for (int i = 0; i < a.n; ++i)
     for (idx p = a.row_begin(i); p < a.row_end(i); ++p) {
       const idx pi_ = pinv[i], pj = pinv[a.ja[p] - 1];
-      const idx col = std::min(pi_, pj), row = std::max(pi_, pj);
-      const idx k = col_super[col], k1 = super[k], ck = super[k + 1] - k1, rk = pi[k + 1] - pi[k];
-      idx pos = row - k1;
-      if (row >= super[k + 1]) {
-        const SuiteSparse_long* first = s + pi[k] + ck;
-        const SuiteSparse_long* last = s + pi[k + 1];
-        pos = std::lower_bound(first, last, static_cast<SuiteSparse_long>(row)) - (s + pi[k]);
+      const idx q = next[std::min(pi_, pj)]++;
+      place[q] = p;
+      row_of[q] = static_cast<int>(std::max(pi_, pj));
+    }
+#pragma omp parallel
+  {
+    std::vector<idx> where(static_cast<std::size_t>(n), 0);
+#pragma omp for schedule(dynamic, 256)
+    for (idx k = 0; k < ns; ++k) {
+      const idx k1 = super[k], rk = pi[k + 1] - pi[k];
+      const SuiteSparse_long* krows = s + pi[k];
+      for (idx q = 0; q < rk; ++q) where[krows[q]] = q;
+      for (idx col = k1; col < super[k + 1]; ++col) {
+        const double* zc = inv.z.data() + px[k] + (col - k1) * rk;
+        for (idx e = start[col]; e < start[col + 1]; ++e) a.a[place[e]] = zc[where[row_of[e]]];
       }
-      a.a[p] = pos < rk ? inv.z[static_cast<std::size_t>(px[k] + pos + (col - k1) * rk)] : 0.0;
     }
   }
 }
