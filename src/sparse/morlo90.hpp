@@ -44,10 +44,12 @@ struct morlo90_args {
 
 // Task words are recognised by their first three letters (see morlo90.cpp for the table):
 //   "factorization", "ordering", "symbolic_fact", "numeric_fact", "reset", "solve",
-//   "m_fact", "m_inv_fact_n", "m_inv_fact_t" (also "mt_inv_fact", "mn_inv_fact"),
-//   "x_inv_fact_n" (MRS8 -> MSOL8, nrhs columns), "inverse", "ldet"/"det", "statistics",
-//   "perm"/"export_perm" (PERM out), "import_perm"/"inport_perm" (PERM in), "export_fact",
-//   "savem"/"smem", "loadm"/"lmem", "savef"/"sfile", "loadf"/"lfile", "dump".
+//   "m_fact" (sol = P'F rs), "m_inv_fact_n" or "mninv" (sol = F^{-1} P rs), "m_inv_fact_t" or
+//   "mtinv" (sol = P' F'^{-1} rs), "x_inv_fact_n" or "xninv" (MSOL8 = F^{-1} P MRS8, nrhs
+//   columns), "inverse", "ldet"/"det", "statistics", "perm"/"export_perm" (PERM out),
+//   "import_perm"/"inport_perm" (PERM in), "export"/"export_fact", "savem"/"smem",
+//   "loadm"/"lmem", "savef"/"sfile", "loadf"/"lfile", "dump". F is the Cholesky factor of the
+//   permuted matrix: P A P' = F F'.
 class morlo90 {
  public:
   explicit morlo90(morlo90_settings settings = {});

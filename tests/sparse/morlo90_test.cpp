@@ -404,3 +404,52 @@ TEST(morlo90, verbose_run_names_its_steps_and_times) {
 
 }  // namespace
 }  // namespace ventrel::sparse
+
+namespace ventrel::sparse {
+namespace {
+
+TEST(morlo90, short_and_long_task_words_select_the_same_task) {
+  linalg::dense_matrix d = testing::random_spd(15, 0.3, 0, 30);
+  ija_matrix m = ija_of(d);
+  morlo90 s;
+  s.set_num_threads_kelp(1);
+  s("FAC", m);
+  std::vector<double> b(15, 1.0), x1(15), x2(15);
+  morlo90_args a1, a2;
+  a1.rs = b;
+  a1.sol = x1;
+  a2.rs = b;
+  a2.sol = x2;
+  s("m_inv_fact_t", m, a1);
+  s("mtinv", m, a2);
+  EXPECT_EQ(x1, x2);
+  s("m_inv_fact_n", m, a1);
+  s("mninv", m, a2);
+  EXPECT_EQ(x1, x2);
+  std::vector<double> one(15), many(15);
+  a1.sol = one;
+  s("m_inv_fact_n", m, a1);
+  morlo90_args multi;
+  multi.mrs8 = b;
+  multi.msol8 = many;
+  multi.nrhs = 1;
+  s("xninv", m, multi);
+  EXPECT_EQ(one, many);
+  std::vector<int> p1, p2;
+  morlo90_args e1, e2;
+  e1.perm = &p1;
+  e2.perm = &p2;
+  s("perm", m, e1);
+  s("export_perm", m, e2);
+  EXPECT_EQ(p1, p2);
+  ija8_matrix f1, f2;
+  morlo90_args g1, g2;
+  g1.factija = &f1;
+  g2.factija = &f2;
+  s("export", m, g1);
+  s("export_fact", m, g2);
+  EXPECT_EQ(f1.a, f2.a);
+}
+
+}  // namespace
+}  // namespace ventrel::sparse
