@@ -89,14 +89,8 @@ def se_from_model(Vp, D, w, p, gvar):
 
 
 def tabular_inbreeding(ped):
-    n = len(ped)
-    A = [[0.0] * (n + 1) for _ in range(n + 1)]
-    for i in range(1, n + 1):
-        s, d = ped[i - 1]
-        for j in range(1, i):
-            A[i][j] = A[j][i] = 0.5 * ((A[j][s] if s else 0) + (A[j][d] if d else 0))
-        A[i][i] = 1 + (0.5 * A[s][d] if s and d else 0)
-    return [A[i][i] - 1 for i in range(n + 1)]
+    A = tabular_a(ped)
+    return [A[i][i] - 1 for i in range(len(ped) + 1)]
 
 
 def mean(x):
