@@ -85,5 +85,44 @@ TEST(simulate_mme_solver, a_matrix_that_is_not_positive_definite_stops) {
   }
 }
 
+TEST(simulate_mme_solver, conjugate_gradients_reach_the_direct_solution) {
+  mme_system s = random_system(80, 6);
+  std::vector<double> x;
+  const int iterations = solve_mme_pcg(s, x, 1e-12);
+  EXPECT_GT(iterations, 0);
+  const std::vector<double> direct = solve_mme(s, false, solver_engine::sparse);
+  ASSERT_EQ(x.size(), direct.size());
+  for (std::size_t e = 0; e < x.size(); ++e) EXPECT_NEAR(x[e], direct[e], 1e-10);
+  EXPECT_EQ(x[2], 0.0);  // the unused equation
+}
+
+TEST(simulate_mme_solver, conjugate_gradients_on_animal_model_equations_and_a_warm_start) {
+  simulation_options o = testing::small_options(2, 200);
+  const population p = simulate_population(o);
+  std::vector<char> rec(static_cast<std::size_t>(p.n) + 1, 1);
+  rec[0] = 0;
+  mme_system s = build_mme(p, p.n, rec, genetic_covariance(o), residual_covariance(o));
+  std::vector<double> x;
+  const int cold = solve_mme_pcg(s, x);
+  const std::vector<double> direct = solve_mme(s, false, solver_engine::sparse);
+  double worst = 0.0;
+  for (std::size_t e = 0; e < x.size(); ++e) worst = std::max(worst, std::fabs(x[e] - direct[e]));
+  EXPECT_LT(worst, 1e-7);
+  std::vector<double> warm = direct;
+  for (double& v : warm) v += 1e-6;
+  EXPECT_LT(solve_mme_pcg(s, warm), cold);
+}
+
+TEST(simulate_mme_solver, conjugate_gradients_stop_when_they_do_not_converge) {
+  mme_system s = random_system(50, 3);
+  std::vector<double> x;
+  try {
+    solve_mme_pcg(s, x, 1e-14, 2);
+    ADD_FAILURE() << "no stop";
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines().at(0), "ventrel-simulate: the iterative solution of the mixed-model equations did not converge in 2 iterations");
+  }
+}
+
 }  // namespace
 }  // namespace ventrel::simulate

@@ -4,6 +4,8 @@
 #include <lapacke.h>
 #include <omp.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "common/fatal.hpp"
@@ -67,6 +69,68 @@ std::vector<double> solve_sparse(mme_system& sys, bool inverse, fill_ordering or
 }
 
 }  // namespace
+
+namespace {
+
+// y = A x for the symmetric matrix held as its upper triangle.
+void multiply_upper(const sparse::ija_matrix& m, const std::vector<double>& x, std::vector<double>& y) {
+  std::fill(y.begin(), y.end(), 0.0);
+  for (int i = 1; i <= m.n; ++i) {
+    const std::size_t ui = static_cast<std::size_t>(i - 1);
+    double yi = 0.0;
+    const double xi = x[ui];
+    for (int p = m.ia[ui]; p < m.ia[ui + 1]; ++p) {
+      const std::size_t j = static_cast<std::size_t>(m.ja[static_cast<std::size_t>(p - 1)] - 1);
+      const double a = m.a[static_cast<std::size_t>(p - 1)];
+      yi += a * x[j];
+      if (j != ui) y[j] += a * xi;
+    }
+    y[ui] += yi;
+  }
+}
+
+double dot(const std::vector<double>& a, const std::vector<double>& b) {
+  double s = 0.0;
+  for (std::size_t k = 0; k < a.size(); ++k) s += a[k] * b[k];
+  return s;
+}
+
+}  // namespace
+
+int solve_mme_pcg(const mme_system& sys, std::vector<double>& x, double tolerance,
+                  int max_iterations) {
+  const sparse::ija_matrix& m = sys.lhs;
+  const std::size_t n = static_cast<std::size_t>(m.n);
+  x.resize(n, 0.0);
+  std::vector<double> dinv(n), r(n), z(n), p(n), q(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    dinv[i] = 1.0 / m.a[static_cast<std::size_t>(m.ia[i] - 1)];  // the diagonal leads its row
+    if (sys.unused[i]) x[i] = 0.0;
+  }
+  multiply_upper(m, x, q);
+  for (std::size_t i = 0; i < n; ++i) r[i] = sys.rhs[i] - q[i];
+  const double bnorm = std::sqrt(dot(sys.rhs, sys.rhs));
+  const double target = tolerance * (bnorm > 0.0 ? bnorm : 1.0);
+  for (std::size_t i = 0; i < n; ++i) z[i] = dinv[i] * r[i];
+  p = z;
+  double rz = dot(r, z);
+  for (int it = 0; it <= max_iterations; ++it) {
+    if (std::sqrt(dot(r, r)) <= target) return it;
+    multiply_upper(m, p, q);
+    const double alpha = rz / dot(p, q);
+    for (std::size_t i = 0; i < n; ++i) {
+      x[i] += alpha * p[i];
+      r[i] -= alpha * q[i];
+      z[i] = dinv[i] * r[i];
+    }
+    const double rz_new = dot(r, z);
+    const double beta = rz_new / rz;
+    rz = rz_new;
+    for (std::size_t i = 0; i < n; ++i) p[i] = z[i] + beta * p[i];
+  }
+  fatal("ventrel-simulate: the iterative solution of the mixed-model equations did not converge in " +
+        num(max_iterations) + " iterations");
+}
 
 std::vector<double> solve_mme(mme_system& sys, bool inverse, solver_engine engine,
                               fill_ordering ordering) {

@@ -19,4 +19,13 @@ inline constexpr int dense_limit = 200;
 std::vector<double> solve_mme(mme_system& sys, bool inverse, solver_engine engine,
                               fill_ordering ordering = fill_ordering::amd);
 
+// Iterative solution of lhs x = rhs by conjugate gradients with the diagonal as
+// preconditioner, from the starting values x (resized to the order, new elements 0), until
+// ||rhs - lhs x|| <= tolerance ||rhs||. For the EBVs that rank candidates during selection,
+// where only the solutions are needed: each iteration costs one product with the matrix
+// (O(nnz)), and the solution of the previous generation is a close start. Unused equations
+// get 0. Returns the number of iterations; stops after max_iterations without convergence.
+int solve_mme_pcg(const mme_system& sys, std::vector<double>& x, double tolerance = 1e-10,
+                  int max_iterations = 20000);
+
 }  // namespace ventrel::simulate

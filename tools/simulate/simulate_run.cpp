@@ -11,20 +11,34 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/output_file.hpp"
+#include "simulate/mme_solver.hpp"
 #include "simulate/output_files.hpp"
 
 namespace ventrel::simulate {
 
 std::vector<double> ebv_for_selection(const population& pop, int last,
-                                      const simulation_options& opt) {
+                                      const simulation_options& opt,
+                                      std::vector<double>& solution) {
   std::vector<char> rec(static_cast<std::size_t>(last) + 1, 1);
   rec[0] = 0;
-  evaluation_request req;
-  req.engine = opt.solver;
-  req.ordering = opt.ordering;
-  const evaluation ev = evaluate(pop, last, rec, genetic_covariance(opt), residual_covariance(opt), req);
+  const mme_system sys = build_mme(pop, last, rec, genetic_covariance(opt), residual_covariance(opt));
+  const mme_layout& lay = sys.layout;
+  const int nt = lay.ntrait;
+  // Equation numbers of herds and of earlier animals do not depend on the number of animals,
+  // so the previous solution is the start of this one; new animals start at their parent
+  // average.
+  const int known = solution.empty() ? 0 : static_cast<int>(solution.size()) / nt - lay.nherd;
+  solution.resize(static_cast<std::size_t>(lay.neq()), 0.0);
+  auto at = [&](int a, int t) -> double& { return solution[static_cast<std::size_t>(lay.animal_eq(a, t) - 1)]; };
+  for (int a = known + 1; a <= last; ++a) {
+    const std::size_t ua = static_cast<std::size_t>(a);
+    for (int t = 1; t <= nt; ++t) {
+      at(a, t) = 0.5 * ((pop.sire[ua] > 0 ? at(pop.sire[ua], t) : 0.0) + (pop.dam[ua] > 0 ? at(pop.dam[ua], t) : 0.0));
+    }
+  }
+  solve_mme_pcg(sys, solution);
   std::vector<double> e(static_cast<std::size_t>(last) + 1, 0.0);
-  for (int a = 1; a <= last; ++a) e[static_cast<std::size_t>(a)] = ev.ebv(a, 1);
+  for (int a = 1; a <= last; ++a) e[static_cast<std::size_t>(a)] = at(a, 1);
   return e;
 }
 
@@ -84,8 +98,9 @@ simulation_result run_simulation(const simulation_options& opt) {
   if (ec) fatal("ventrel-simulate: cannot create the folder " + opt.out + ": " + ec.message());
 
   double t0 = omp_get_wtime();
-  r.pop = simulate_population(opt, [&opt](const population& p, int last) {
-    return ebv_for_selection(p, last, opt);
+  std::vector<double> selection_solution;  // carried from one generation to the next
+  r.pop = simulate_population(opt, [&opt, &selection_solution](const population& p, int last) {
+    return ebv_for_selection(p, last, opt, selection_solution);
   });
   r.seconds_population = omp_get_wtime() - t0;
   const population& p = r.pop;

@@ -29,8 +29,11 @@ struct simulation_result {
 // animals when there are at most opt.pec_max of them. With verbosity above 0 prints a summary.
 simulation_result run_simulation(const simulation_options& opt);
 
-// EBVs of trait 1 of animals 1..last from their records, for selection on EBV.
+// EBVs of trait 1 of animals 1..last (element 0 unused) from a BLUP of their records, for
+// selection on EBV: solve_mme_pcg started from `solution`, the previous generation's solution
+// (empty at first), which is replaced by this one.
 std::vector<double> ebv_for_selection(const population& pop, int last,
-                                      const simulation_options& opt);
+                                      const simulation_options& opt,
+                                      std::vector<double>& solution);
 
 }  // namespace ventrel::simulate
