@@ -1,7 +1,10 @@
 # The bootstrap of bench/bootstrap.cpp written as an R user would, with the boot package, on
-# the same data (the file that `bootstrap 20000 10000 2 FILE` writes), for comparison of speed.
-#   Rscript bench/bootstrap.R FILE [R=10000] [ncpus=2]
-# Needs Debian's r-base-core and r-cran-boot.
+# the same data (the file that `bench_bootstrap 20000 10000 2 FILE` writes, or the boot_table.txt
+# of bench_generate), for comparison of speed.
+#   Rscript bench/bootstrap.R FILE [R=10000] [ncpus=2] [gvar=1,0.4] [h2=0.3,0.15]
+# Needs Debian's r-base-core and r-cran-boot (not a dependency of ventrel: bench/run.sh skips
+# this comparison when Rscript or the boot package is missing). The last line,
+# "RESULT seconds=..", is for bench/run.sh.
 suppressPackageStartupMessages(library(boot))
 
 args <- commandArgs(trailingOnly = TRUE)
@@ -10,9 +13,10 @@ data_file <- args[1]
 nrep <- if (length(args) >= 2) as.integer(args[2]) else 10000L
 ncpus <- if (length(args) >= 3) as.integer(args[3]) else 2L
 
-# The genetic variances of the focal animals and the heritabilities used by bootstrap.cpp.
-gvar <- c(1.0, 0.4)
-h2 <- c(0.3, 0.15)
+# The genetic variances of the focal animals and the heritabilities (those of bootstrap.cpp's
+# own data unless given).
+gvar <- if (length(args) >= 4) as.numeric(strsplit(args[4], ",")[[1]]) else c(1.0, 0.4)
+h2 <- if (length(args) >= 5) as.numeric(strsplit(args[5], ",")[[1]]) else c(0.3, 0.15)
 
 d <- read.table(data_file, header = TRUE)
 cat(sprintf("R boot: n = %d, R = %d, ncpus = %d\n", nrow(d), nrep, ncpus))
@@ -28,7 +32,8 @@ lr_statistics <- function(x, i, gvar, h2) {
 }
 
 total <- 0
-for (t in 1:2) {
+ntrait <- ncol(d) %/% 3
+for (t in 1:ntrait) {
   x <- data.frame(w = d[[paste0("w", t)]], p = d[[paste0("p", t)]], y = d[[paste0("y", t)]])
   set.seed(t)
   elapsed <- system.time(
@@ -44,4 +49,5 @@ for (t in 1:2) {
                 sd(v), q[1], q[2]))
   }
 }
-cat(sprintf("total %.3f s for 2 traits (%.3f s per trait)\n", total, total / 2))
+cat(sprintf("total %.3f s for %d traits (%.3f s per trait)\n", total, ntrait, total / ntrait))
+cat(sprintf("RESULT seconds=%.4f draws=%.0f\n", total, as.numeric(nrow(d)) * nrep * ntrait))
