@@ -1,4 +1,5 @@
-// The engines behind solve_mme.
+// The engines behind solve_mme (dense LAPACK, sparse morlo90) and the conjugate-gradient
+// solver of the selection EBVs.
 #include "simulate/mme_solver.hpp"
 
 #include <lapacke.h>
@@ -67,10 +68,6 @@ std::vector<double> solve_sparse(mme_system& sys, bool inverse, fill_ordering or
   if (inverse) solver("inverse", sys.lhs);
   return x;
 }
-
-}  // namespace
-
-namespace {
 
 // y = A x for the symmetric matrix held as its upper triangle.
 void multiply_upper(const sparse::ija_matrix& m, const std::vector<double>& x, std::vector<double>& y) {
