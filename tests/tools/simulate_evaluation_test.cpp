@@ -111,7 +111,7 @@ TEST(simulate_evaluation, pev_is_the_variance_of_the_prediction_errors_over_repl
     evaluation_request req;
     req.pev = true;
     req.pec_animals = c.focal;
-    req.engine = solver_engine::dense;
+    req.engine = solver_engine::sparse;
     const evaluation ev = evaluate(c.p, c.p.n, c.rec, genetic_covariance(c.o), residual_covariance(c.o), req);
     auto err = [&](int a) { return c.p.tbv[static_cast<std::size_t>(a)] - ev.ebv(a, 1); };
     double sq = 0.0, v = 0.0, cross = 0.0, cv = 0.0;
