@@ -32,11 +32,19 @@ std::string excerpt(std::string_view text, std::size_t max) {
   return std::string(text.substr(0, max)) + " ...";
 }
 
-line_reader::line_reader(std::string path, bool keep_cr) : path_(std::move(path)), keep_cr_(keep_cr) {
-  if (is_directory(path_)) fatal("Cannot read file " + path_ + ": it is a directory");
+line_reader::line_reader(std::string path, bool keep_cr, std::size_t initial_buffer)
+    : path_(std::move(path)), keep_cr_(keep_cr) {
+  struct stat st {};
+  const bool known = ::stat(path_.c_str(), &st) == 0;
+  if (known && S_ISDIR(st.st_mode)) fatal("Cannot read file " + path_ + ": it is a directory");
   f_ = std::fopen(path_.c_str(), "rb");
   if (!f_) fatal("Cannot open file " + path_ + ": " + std::strerror(errno));
-  buf_.resize(1 << 20);
+  std::size_t size = initial_buffer;
+  if (size == 0) {
+    const std::size_t file_size = known && st.st_size > 0 ? static_cast<std::size_t>(st.st_size) : 0;
+    size = std::clamp<std::size_t>(file_size + 1, std::size_t{4096}, std::size_t{1} << 20);
+  }
+  buf_.resize(size);
 }
 
 line_reader::~line_reader() {
@@ -119,7 +127,10 @@ std::size_t split_fields(std::string_view line, std::span<std::string_view> out)
 namespace {
 template <class T>
 bool parse_integer(std::string_view s, T& v) {
-  if (!s.empty() && s[0] == '+') s.remove_prefix(1);
+  if (!s.empty() && s[0] == '+') {
+    s.remove_prefix(1);
+    if (!s.empty() && s[0] == '-') return false;  // "+-8" is no number
+  }
   if (s.empty()) return false;
   auto r = std::from_chars(s.data(), s.data() + s.size(), v);
   return r.ec == std::errc() && r.ptr == s.data() + s.size();
@@ -146,6 +157,7 @@ bool parse_real(std::string_view s, double& v) {
   }
   double x = 0;
   auto r = std::from_chars(t.data(), t.data() + t.size(), x, std::chars_format::general);
+  if (r.ptr != t.data() + t.size()) return false;  // text after the number, also when it is out of range
   if (r.ec == std::errc::result_out_of_range) {
     // Overflow reads as infinity, underflow as zero, as strtod does.
     errno = 0;

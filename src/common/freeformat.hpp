@@ -28,9 +28,11 @@ std::string excerpt(std::string_view text, std::size_t max = 100);
 // Reads a text file one line at a time through a large buffer. A line is handed out without its
 // newline; a carriage return before the newline is removed unless keep_cr is set. The view stays
 // valid until the next call. A file that cannot be opened stops the run naming it.
+// The buffer starts at the file's size (at least 4 KB, at most 1 MB; initial_buffer > 0 sets it,
+// for tests of the refills) and doubles while a line does not fit.
 class line_reader {
  public:
-  explicit line_reader(std::string path, bool keep_cr = false);
+  explicit line_reader(std::string path, bool keep_cr = false, std::size_t initial_buffer = 0);
   ~line_reader();
   line_reader(const line_reader&) = delete;
   line_reader& operator=(const line_reader&) = delete;

@@ -117,6 +117,11 @@ TEST(parse_int, accepts_signed_integers_and_rejects_garbage_and_overflow) {
   EXPECT_FALSE(parse_int("2147483648", w));
   EXPECT_TRUE(parse_int("2147483647", w));
   EXPECT_FALSE(parse_int("99999999999999999999", v));
+  // Two signs (found by fuzzing).
+  std::int32_t k = 0;
+  EXPECT_FALSE(parse_int("+-8", k));
+  std::int64_t l = 0;
+  EXPECT_FALSE(parse_int("+-8", l));
 }
 
 TEST(parse_real, reads_fortran_forms) {
@@ -142,6 +147,9 @@ TEST(parse_real, reads_fortran_forms) {
   EXPECT_FALSE(parse_real("--1", v));
   EXPECT_FALSE(parse_real("", v));
   EXPECT_FALSE(parse_real("1e", v));
+  // Out of range and followed by more text: garbage, not infinity or zero (found by fuzzing).
+  EXPECT_FALSE(parse_real("199e3199e", v));
+  EXPECT_FALSE(parse_real("1e-999x", v));
 }
 
 TEST(excerpt, cuts_long_text_for_messages) {
@@ -167,6 +175,22 @@ TEST(line_reader, a_read_error_stops_naming_the_file) {
     FAIL();
   } catch (const fatal_error& e) {
     EXPECT_EQ(e.lines()[0].rfind("Cannot read file /proc/self/mem: ", 0), 0u) << e.what();
+  }
+}
+
+TEST(line_reader, tiny_buffers_give_the_same_lines) {
+  const std::string text = "first\r\n\nsecond line, longer than the buffer\n\r\nlast\r";
+  const std::string path = write_temp("ff_tiny.txt", text);
+  const std::vector<std::string> want{"first", "", "second line, longer than the buffer", "", "last"};
+  for (std::size_t b = 1; b <= 9; ++b) {
+    line_reader r(path, false, b);
+    std::vector<std::string> got;
+    std::string_view line;
+    while (r.next(line)) got.emplace_back(line);
+    EXPECT_EQ(got, want) << b;
+    r.rewind();
+    ASSERT_TRUE(r.next(line));
+    EXPECT_EQ(line, "first");
   }
 }
 

@@ -1,0 +1,58 @@
+// Fuzz target: the H-inverse reader (read_hinverse, count_hinverse_elements), checked against a
+// plain sum of the file's elements; small matrices then go through the sparse inverse of the
+// focal relationships. The first byte gives the number of levels; the rest is the file.
+#include <cmath>
+#include <map>
+
+#include "common/fatal.hpp"
+#include "common/freeformat.hpp"
+#include "fuzz_input.hpp"
+#include "genomic/hinverse.hpp"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  ventrel::fuzz::silence_console();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace ventrel;
+  using namespace ventrel::genomic;
+  if (size == 0) return 0;
+  const int nlev = data[0] == 255 ? 2000000000 : 1 + data[0] % 24;
+  const std::string path = fuzz::write_input("hinverse", data + 1, size - 1);
+  std::int64_t elements = 0;
+  try {
+    sparse::sparse_hashm h;
+    sparse::init(h, 4, sparse::hash_storage::upper, nlev);
+    read_hinverse(path, nlev, h);
+    // The reference: the same lines summed per (min, max) pair in a map.
+    std::map<std::pair<int, int>, double> ref;
+    line_reader in(path);
+    std::string_view line;
+    std::array<std::string_view, 3> f;
+    while (in.next(line)) {
+      if (split_fields(line, f) == 0) continue;
+      int i = 0, j = 0;
+      double v = 0;
+      VENTREL_FUZZ_CHECK(parse_int(f[0], i) && parse_int(f[1], j) && parse_real(f[2], v));
+      ref[{std::min(i, j), std::max(i, j)}] += v;
+      ++elements;
+    }
+    for (const auto& [key, v] : ref) {
+      const double got = sparse::getm(key.first, key.second, h);
+      VENTREL_FUZZ_CHECK(got == v || (std::isnan(got) && std::isnan(v)));
+    }
+    VENTREL_FUZZ_CHECK(count_hinverse_elements(path, nlev) == elements);
+  } catch (const fatal_error&) {
+  }
+  // Small complete matrices: the sparse inverse and the focal elements (a matrix that is not
+  // positive definite stops, which is a valid outcome).
+  if (elements >= nlev && nlev <= 24) {
+    try {
+      std::vector<std::vector<int>> sets{{1}, {nlev, 1}};
+      focal_relationships_from_inverse(path, nlev, sets, {1, 0});
+    } catch (const fatal_error&) {
+    }
+  }
+  return 0;
+}
