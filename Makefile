@@ -34,3 +34,8 @@ bench: build
 
 clean:
 	rm -rf $(BUILD) build-asan
+
+# make fuzz: the libFuzzer targets of tests/fuzz, built with clang, about 30 s each.
+.PHONY: fuzz
+fuzz: deps
+	@./tests/fuzz/run.sh 30
