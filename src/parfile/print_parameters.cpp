@@ -46,9 +46,25 @@ void print_effects_table(const model_parameters& m) {
   }
 }
 
+// The first element (i, j), i > j, that differs from (j, i) beyond the tolerance of is_symmetric;
+// false when there is none.
+bool first_asymmetry(const linalg::dense_matrix& a, int& i_out, int& j_out) {
+  for (int j = 0; j < a.cols; ++j)
+    for (int i = j + 1; i < a.rows; ++i) {
+      const double x = a(i, j), y = a(j, i);
+      if (std::abs(x - y) > 1e-6 * std::max(std::abs(x), std::abs(y))) {
+        i_out = i;
+        j_out = j;
+        return true;
+      }
+    }
+  return false;
+}
+
 // Prints a matrix row by row in (20g12.5), or the skip note when it is too large; then stops
-// when it is not symmetric and warns when it is not positive definite.
-void print_and_check(const linalg::dense_matrix& a, char letter, const char* skipped) {
+// when it is not symmetric (naming the first pair that differs and where the matrix is given)
+// and warns when it is not positive definite.
+void print_and_check(const linalg::dense_matrix& a, char letter, const char* skipped, const std::string& where) {
   if (a.rows > max_printed_order) {
     say(skipped);
   } else {
@@ -58,20 +74,20 @@ void print_and_check(const linalg::dense_matrix& a, char letter, const char* ski
       say(fmt_g_lines(row.data(), row.size(), 20, 12, 5));
     }
   }
-  if (!is_symmetric(a)) fatal(std::string(1, letter) + " Matrix not symmetric");
+  int i = 0, j = 0;
+  if (a.rows != a.cols) fatal(std::string(1, letter) + " Matrix not symmetric");
+  if (first_asymmetry(a, i, j))
+    fatal({std::string(1, letter) + " Matrix not symmetric",
+           "element (" + num(i + 1) + "," + num(j + 1) + ") is " + num(a(i, j)) + " but (" + num(j + 1) + "," +
+               num(i + 1) + ") is " + num(a(j, i)) + ": " + where});
   if (!linalg::is_positive_definite(a)) say(std::string(1, letter) + "  Matrix not positive definite");
 }
 
 }  // namespace
 
 bool is_symmetric(const linalg::dense_matrix& a) {
-  if (a.rows != a.cols) return false;
-  for (int j = 0; j < a.cols; ++j)
-    for (int i = j + 1; i < a.rows; ++i) {
-      const double x = a(i, j), y = a(j, i);
-      if (std::abs(x - y) > 1e-6 * std::max(std::abs(x), std::abs(y))) return false;
-    }
-  return true;
+  int i = 0, j = 0;
+  return a.rows == a.cols && !first_asymmetry(a, i, j);
 }
 
 void print_parameters(const model_parameters& m) {
@@ -85,7 +101,7 @@ void print_parameters(const model_parameters& m) {
   print_effects_table(m);
   say("");
   say(" Residual (co)variances");
-  print_and_check(m.r, 'R', "Residual matrix skipped from log");
+  print_and_check(m.r, 'R', "Residual matrix skipped from log", "RANDOM_RESIDUAL in file " + m.parfile);
   for (int k = 0; k < m.nrgroup(); ++k) {
     const random_group& g = m.groups[k];
     const std::string_view type = random_type_description(g.type);
@@ -95,7 +111,8 @@ void print_parameters(const model_parameters& m) {
     say(" Type of random effect: " + std::string(type));
     say(" File: " + (g.file.empty() ? std::string("(none)") : g.file));
     say(" (Co)variances");
-    print_and_check(g.g, 'G', "G Matrix skipped from log");
+    print_and_check(g.g, 'G', "G Matrix skipped from log",
+                    "(CO)VARIANCES of the RANDOM_GROUP of effect " + num(g.effects.front()) + " in file " + m.parfile);
   }
   say("");
   say(" (1) Weight position 0 means no weights utilized");

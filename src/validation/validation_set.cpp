@@ -23,8 +23,8 @@ std::vector<int> read_validation_set(const std::string& path, int effect, int nl
     if (split_fields(line, first) == 0) continue;
     int level = 0;
     if (!parse_int(first[0], level))
-      fatal({"Validation set file: the first value of a line must be a level (a whole number), "
-             "found: " + std::string(first[0]),
+      fatal({"Validation set file: the first value of a line must be a level (a whole number from 1 to " +
+                 num(nlev) + "), found: " + excerpt(first[0]),
              at_line(path, r.line_number())});
     if (level < 1 || level > nlev)
       fatal({"Validation set file: level " + num(level) + " is outside the levels 1 to " +

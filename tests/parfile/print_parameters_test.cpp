@@ -95,11 +95,17 @@ TEST(print_parameters, ends_with_the_notes) {
 TEST(print_parameters, stops_on_a_matrix_that_is_not_symmetric) {
   model_parameters m = two_trait_model();
   m.r(0, 1) = 0.3;
-  EXPECT_EQ(printed_until_stop(m).second, std::vector<std::string>{"R Matrix not symmetric"});
+  EXPECT_EQ(printed_until_stop(m).second[0], "R Matrix not symmetric");
   m = two_trait_model();
   m.groups[0].g(1, 0) = 0.2;
   auto [out, lines] = printed_until_stop(m);
-  EXPECT_EQ(lines, std::vector<std::string>{"G Matrix not symmetric"});
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], "G Matrix not symmetric");
+  // Then which elements differ and where the matrix is given.
+  EXPECT_EQ(lines[1].substr(0, lines[1].find(':')), "element (2,1) is 0.2 but (1,2) is " + num(m.groups[0].g(0, 1)));
+  EXPECT_NE(lines[1].find("(CO)VARIANCES of the RANDOM_GROUP of effect " + num(m.groups[0].effects.front()) +
+                          " in file "),
+            std::string::npos);
   EXPECT_NE(out.find(row_line({0.2, 0.8})), std::string::npos);  // shown before the stop
 }
 

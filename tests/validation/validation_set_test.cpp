@@ -61,7 +61,7 @@ TEST(validation_set, stops_on_a_value_that_is_not_a_level) {
   const std::string path = write_temp("vs_text.txt", "5\nA17\n");
   EXPECT_EQ(stop_of(path), (std::vector<std::string>{
                                "Validation set file: the first value of a line must be a level (a "
-                               "whole number), found: A17",
+                               "whole number from 1 to 100), found: A17",
                                "file " + path + ", line 2"}));
   EXPECT_EQ(stop_of(write_temp("vs_real.txt", "5.0\n"))[1], "file " + ::testing::TempDir() + "vs_real.txt, line 1");
 }
