@@ -8,7 +8,12 @@
 #   expected_log      optional: ventrel.log, exactly; "absent" in expected_log_absent means
 #                     that no ventrel.log may exist after the run
 #   expected_files/   optional: further output files to compare (e.g. sol_valids)
-#   before.sh         optional: run in the work folder before ventrel (to set up odd files)
+#   before.sh         optional: run in the work folder before ventrel (to set up odd files:
+#                     directories, links, files of megabytes)
+#   memory_limit_mb   optional: the run's address space is limited to this many MB (ulimit -v),
+#                     so that an input that makes the program allocate without bound fails
+#                     quickly instead of exhausting the machine; not applied to a sanitizer
+#                     build, whose shadow memory needs a large address space
 # Prints one line per fixture and "N passed, N failed" at the end.
 set -u
 bin=$(realpath "$1") fixtures=$(realpath "$2") work=$3
@@ -19,14 +24,18 @@ for dir in "$fixtures"/*/; do
   w="$work/$name"
   mkdir -p "$w"
   (cd "$dir" && find . -maxdepth 1 -mindepth 1 ! -name 'expected_*' ! -name args ! -name stdin \
-     ! -name before.sh -exec cp -r {} "$w/" \;)
+     ! -name before.sh ! -name memory_limit_mb -exec cp -r {} "$w/" \;)
   [ -x "$dir/before.sh" ] && (cd "$w" && "$dir/before.sh")
   args=$(cat "$dir/args" 2>/dev/null || true)
+  limit=""
+  if [ -f "$dir/memory_limit_mb" ] && ! grep -q __asan_init "$bin"; then
+    limit="ulimit -v $(( $(cat "$dir/memory_limit_mb") * 1024 ));"
+  fi
   want_status=$(cat "$dir/expected_status" 2>/dev/null || echo 0)
   if [ -f "$dir/stdin" ]; then
-    (cd "$w" && eval "\"$bin\" $args" <"$dir/stdin" >stdout.txt 2>stderr.txt); status=$?
+    (cd "$w" && eval "$limit \"$bin\" $args" <"$dir/stdin" >stdout.txt 2>stderr.txt); status=$?
   else
-    (cd "$w" && eval "\"$bin\" $args" </dev/null >stdout.txt 2>stderr.txt); status=$?
+    (cd "$w" && eval "$limit \"$bin\" $args" </dev/null >stdout.txt 2>stderr.txt); status=$?
   fi
   # The build identification line varies from build to build: compare it as a pattern.
   sed -E -i 's/^.* Compiled on [A-Z][a-z]{2} [0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}$/<compiler> Compiled on <date> <time>/' "$w/stdout.txt"

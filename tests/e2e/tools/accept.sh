@@ -5,13 +5,15 @@
 set -u
 bin=$(realpath "$1") dir=$(realpath "$2")
 w=$(mktemp -d)
-(cd "$dir" && find . -maxdepth 1 -mindepth 1 ! -name 'expected_*' ! -name args ! -name stdin ! -name before.sh -exec cp -r {} "$w/" \;)
+(cd "$dir" && find . -maxdepth 1 -mindepth 1 ! -name 'expected_*' ! -name args ! -name stdin ! -name before.sh ! -name memory_limit_mb -exec cp -r {} "$w/" \;)
 [ -x "$dir/before.sh" ] && (cd "$w" && "$dir/before.sh")
 args=$(cat "$dir/args" 2>/dev/null || true)
+limit=""
+[ -f "$dir/memory_limit_mb" ] && limit="ulimit -v $(( $(cat "$dir/memory_limit_mb") * 1024 ));"
 if [ -f "$dir/stdin" ]; then
-  (cd "$w" && eval "\"$bin\" $args" <"$dir/stdin" >stdout.txt 2>/dev/null); status=$?
+  (cd "$w" && eval "$limit \"$bin\" $args" <"$dir/stdin" >stdout.txt 2>/dev/null); status=$?
 else
-  (cd "$w" && eval "\"$bin\" $args" </dev/null >stdout.txt 2>/dev/null); status=$?
+  (cd "$w" && eval "$limit \"$bin\" $args" </dev/null >stdout.txt 2>/dev/null); status=$?
 fi
 sed -E -i 's/^.* Compiled on [A-Z][a-z]{2} [0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}$/<compiler> Compiled on <date> <time>/' "$w/stdout.txt"
 cp "$w/stdout.txt" "$dir/expected_stdout"
