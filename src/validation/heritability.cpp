@@ -1,6 +1,8 @@
 // Heritabilities from the parameter file's variances.
 #include "validation/heritability.hpp"
 
+#include <cmath>
+
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 
@@ -36,8 +38,9 @@ namespace {
 // not positive definite has been reported when the parameters were printed).
 void check_diagonal_variances(const parfile::model_parameters& m) {
   for (int t = 1; t <= m.ntrait; ++t) {
-    if (m.r(t - 1, t - 1) < 0.0)
-      fatal({"The residual variance of trait " + num(t) + " is negative: " + num(m.r(t - 1, t - 1)),
+    double total = m.r(t - 1, t - 1);
+    if (total < 0.0)
+      fatal({"The residual variance of trait " + num(t) + " is negative: " + num(total),
              "RANDOM_RESIDUAL in file " + m.parfile});
     for (const parfile::random_group& g : m.groups)
       for (int e : g.effects) {
@@ -45,7 +48,11 @@ void check_diagonal_variances(const parfile::model_parameters& m) {
         if (g.g(p, p) < 0.0)
           fatal({"The variance of trait " + num(t) + " for effect " + num(e) + " is negative: " + num(g.g(p, p)),
                  "(CO)VARIANCES of the RANDOM_GROUP of effect " + num(g.effects.front()) + " in file " + m.parfile});
+        total += g.g(p, p);
       }
+    if (!std::isfinite(total))
+      fatal({"The variances of trait " + num(t) + " add up to more than the largest real number",
+             "RANDOM_RESIDUAL and (CO)VARIANCES in file " + m.parfile});
   }
 }
 

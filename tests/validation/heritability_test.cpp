@@ -82,6 +82,15 @@ TEST(heritability, stops_on_a_negative_residual_or_other_variance) {
                                "(CO)VARIANCES of the RANDOM_GROUP of effect 4 in file p.txt"}));
 }
 
+TEST(heritability, stops_when_the_variances_overflow) {
+  parfile::model_parameters m = model();
+  m.r(0, 0) = 1e308;
+  m.groups[1].g(0, 0) = 1e308;
+  EXPECT_EQ(stop_of(m, 2), (std::vector<std::string>{
+                               "The variances of trait 1 add up to more than the largest real number",
+                               "RANDOM_RESIDUAL and (CO)VARIANCES in file p.txt"}));
+}
+
 TEST(heritability, stops_when_the_effect_is_in_no_group) {
   EXPECT_EQ(stop_of(model(), 1)[0], "The validation effect 1 is not in any RANDOM_GROUP of p.txt");
 }
