@@ -218,31 +218,31 @@ struct tracer {
   }
 };
 
-}  // namespace
-
-// F(i) = A(s,d)/2. Colleau's product gives the column A e_c of a column animal c over the reduced
-// pedigree of parents (parents of parents are parents, so it is closed under ancestry), and its
-// entries at c's mates give the coefficients of all of c's progeny at once. The product needs the
-// Mendelian variances D of c and its ancestors only, which are known once every mating of smaller
-// longest ancestral path (LAP) is done: tasks go stage by stage in LAP order, and within a stage
-// they are independent and run in parallel, each thread with its own workspace. Every
-// coefficient comes from one task whose arithmetic does not depend on the thread, so the result
-// is the same for any thread count. Metafounders are rows of their own related by Gamma.
-// Cost per column: its ancestors plus the rows between the oldest of them and its youngest mate.
-void inbreeding_indirect(const pedigree_table& ped, index_t n, const group_info& groups,
-                         const indirect_options& opt, std::vector<double>& f) {
-  f.assign(static_cast<std::size_t>(n) + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
-  plan pl = make_plan(ped, n, groups, opt, f);
+// The stages of a plan run with W columns per pass: within a stage, consecutive column tasks are
+// taken W at a time, traced tasks one at a time, all in parallel.
+template <int W>
+void run_stages(plan& pl, int threads, std::vector<double>& f) {
   // Rows by LAP, for the Mendelian variances that each stage needs.
   std::vector<std::vector<index_t>> rows_at(static_cast<std::size_t>(pl.max_lap) + 1);
   for (index_t r = pl.sub.nmf + 1; r <= pl.sub.m; ++r)
     rows_at[static_cast<std::size_t>(pl.row_lap[static_cast<std::size_t>(r)])].push_back(r);
-  const int threads = std::max(1, opt.nthreads);
+  // Work items of each stage: (first task, number of tasks).
+  std::vector<std::vector<std::pair<std::size_t, std::size_t>>> items(pl.stages.size());
+  for (std::size_t g = 0; g < pl.stages.size(); ++g) {
+    const std::vector<task>& st = pl.stages[g];
+    for (std::size_t k = 0; k < st.size();) {
+      std::size_t w = 1;
+      if (!st[k].traced)
+        while (w < static_cast<std::size_t>(W) && k + w < st.size() && !st[k + w].traced) ++w;
+      items[g].push_back({k, w});
+      k += w;
+    }
+  }
 #pragma omp parallel num_threads(threads)
   {
-    block_workspace<1> ws(pl.sub);
+    block_workspace<W> ws(pl.sub);
     tracer tr(pl);
-    index_t col[1];
+    index_t cols[W];
     for (std::size_t g = 0; g < pl.stages.size(); ++g) {
       // The variances of the rows of LAP g: their parents' coefficients came from earlier stages.
 #pragma omp single
@@ -252,25 +252,57 @@ void inbreeding_indirect(const pedigree_table& ped, index_t n, const group_info&
             1.0 - 0.25 * (self_relationship(pl, f, p.sire) + self_relationship(pl, f, p.dam));
       }
       const std::vector<task>& st = pl.stages[g];
+      const std::vector<std::pair<std::size_t, std::size_t>>& it = items[g];
 #pragma omp for schedule(dynamic, 1)
-      for (std::size_t k = 0; k < st.size(); ++k) {
-        const task& t = st[k];
-        if (t.traced) {
+      for (std::size_t k = 0; k < it.size(); ++k) {
+        const std::size_t k0 = it[k].first, w = it[k].second;
+        if (st[k0].traced) {
+          const task& t = st[k0];
           const double fi = tr.inbreeding(pl, f, t.row, t.other);
           for (std::size_t e = t.first; e < t.last; ++e)
             f[static_cast<std::size_t>(pl.mates[e].progeny)] = fi;
           continue;
         }
         index_t top = 0;
-        for (std::size_t e = t.first; e < t.last; ++e) top = std::max(top, pl.mates[e].mate);
-        col[0] = t.row;
-        block_product<1>(pl.sub, col, top, ws);
-        for (std::size_t e = t.first; e < t.last; ++e)
-          f[static_cast<std::size_t>(pl.mates[e].progeny)] = 0.5 * ws.row(pl.mates[e].mate)[0];
+        for (std::size_t l = 0; l < w; ++l) {
+          const task& t = st[k0 + l];
+          cols[l] = t.row;
+          for (std::size_t e = t.first; e < t.last; ++e) top = std::max(top, pl.mates[e].mate);
+        }
+        block_product<W>(pl.sub, std::span<const index_t>(cols, w), top, ws);
+        for (std::size_t l = 0; l < w; ++l) {
+          const task& t = st[k0 + l];
+          for (std::size_t e = t.first; e < t.last; ++e)
+            f[static_cast<std::size_t>(pl.mates[e].progeny)] = 0.5 * ws.row(pl.mates[e].mate)[l];
+        }
         ws.clear();
       }
     }
   }
+}
+
+}  // namespace
+
+// F(i) = A(s,d)/2. Colleau's product gives the column A e_c of a column animal c over the reduced
+// pedigree of parents (parents of parents are parents, so it is closed under ancestry), and its
+// entries at c's mates give the coefficients of all of c's progeny at once. The product needs the
+// Mendelian variances D of c and its ancestors only, which are known once every mating of smaller
+// longest ancestral path (LAP) is done: tasks go stage by stage in LAP order, and within a stage
+// they are independent and run in parallel, each thread with its own workspace. Every
+// coefficient comes from one task whose arithmetic does not depend on the thread or on the other
+// columns of its pass, so the result is the same for any thread count. Metafounders are rows of
+// their own related by Gamma. One column per pass for the sire columns (method 3, as published),
+// two per pass in the hybrid scheme (the two values of a row fill one vector register).
+// Cost per column: its ancestors plus the rows between the oldest of them and its youngest mate.
+void inbreeding_indirect(const pedigree_table& ped, index_t n, const group_info& groups,
+                         const indirect_options& opt, std::vector<double>& f) {
+  f.assign(static_cast<std::size_t>(n) + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
+  plan pl = make_plan(ped, n, groups, opt, f);
+  const int threads = std::max(1, opt.nthreads);
+  if (opt.sire_columns)
+    run_stages<1>(pl, threads, f);
+  else
+    run_stages<2>(pl, threads, f);
 }
 
 }  // namespace ventrel::pedigree::detail
