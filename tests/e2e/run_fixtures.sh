@@ -41,6 +41,10 @@ for dir in "$fixtures"/*/; do
   sed -E -i 's/^.* Compiled on [A-Z][a-z]{2} [0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}$/<compiler> Compiled on <date> <time>/' "$w/stdout.txt"
   ok=1
   if [ "$status" != "$want_status" ]; then echo "  $name: exit status $status, expected $want_status"; ok=0; fi
+  # Under the sanitizers a report may come with the expected status (a stop and a leak): look.
+  if grep -q -E "ERROR: (Address|Leak)Sanitizer|runtime error:" "$w/stderr.txt"; then
+    echo "  $name: sanitizer report:"; head -20 "$w/stderr.txt"; ok=0
+  fi
   if ! diff -u "$dir/expected_stdout" "$w/stdout.txt" >"$w/stdout.diff"; then
     echo "  $name: console differs:"; head -40 "$w/stdout.diff"; ok=0
   fi
