@@ -32,8 +32,8 @@ std::string excerpt(std::string_view text, std::size_t max) {
   return std::string(text.substr(0, max)) + " ...";
 }
 
-line_reader::line_reader(std::string path, bool keep_cr, std::size_t initial_buffer)
-    : path_(std::move(path)), keep_cr_(keep_cr) {
+line_reader::line_reader(std::string path, bool keep_cr, std::size_t initial_buffer, std::size_t max_line)
+    : path_(std::move(path)), keep_cr_(keep_cr), max_line_(std::max<std::size_t>(max_line, 1)) {
   struct stat st {};
   const bool known = ::stat(path_.c_str(), &st) == 0;
   if (known && S_ISDIR(st.st_mode)) fatal("Cannot read file " + path_ + ": it is a directory");
@@ -44,7 +44,7 @@ line_reader::line_reader(std::string path, bool keep_cr, std::size_t initial_buf
     const std::size_t file_size = known && st.st_size > 0 ? static_cast<std::size_t>(st.st_size) : 0;
     size = std::clamp<std::size_t>(file_size + 1, std::size_t{4096}, std::size_t{1} << 20);
   }
-  buf_.resize(size);
+  buf_.resize(std::min(size, max_line_ + 1));
 }
 
 line_reader::~line_reader() {
@@ -66,7 +66,14 @@ bool line_reader::fill() {
     end_ -= begin_;
     begin_ = 0;
   }
-  if (end_ == buf_.size()) buf_.resize(buf_.size() * 2);
+  if (end_ == buf_.size()) {
+    // One line fills the buffer (a line end makes room by the move above).
+    if (buf_.size() > max_line_)
+      fatal({"Cannot read file " + path_ + ": line " + std::to_string(line_no_ + 1) + " is longer than " +
+                 std::to_string(max_line_) + " characters",
+             "Is it a text file with one record a line?"});
+    buf_.resize(std::min(buf_.size() * 2, max_line_ + 1));
+  }
   std::size_t got = std::fread(buf_.data() + end_, 1, buf_.size() - end_, f_);
   if (got == 0) {
     if (std::ferror(f_)) fatal("Cannot read file " + path_ + ": " + std::strerror(errno));

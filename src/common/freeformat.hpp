@@ -29,10 +29,15 @@ std::string excerpt(std::string_view text, std::size_t max = 100);
 // newline; a carriage return before the newline is removed unless keep_cr is set. The view stays
 // valid until the next call. A file that cannot be opened stops the run naming it.
 // The buffer starts at the file's size (at least 4 KB, at most 1 MB; initial_buffer > 0 sets it,
-// for tests of the refills) and doubles while a line does not fit.
+// for tests of the refills) and doubles while a line does not fit, up to max_line characters: a
+// longer line (a file without line ends, such as a binary file named by mistake) stops the run
+// naming the file and the line instead of taking all memory.
 class line_reader {
  public:
-  explicit line_reader(std::string path, bool keep_cr = false, std::size_t initial_buffer = 0);
+  static constexpr std::size_t default_max_line = std::size_t{256} << 20;  // 256 MiB
+
+  explicit line_reader(std::string path, bool keep_cr = false, std::size_t initial_buffer = 0,
+                       std::size_t max_line = default_max_line);
   ~line_reader();
   line_reader(const line_reader&) = delete;
   line_reader& operator=(const line_reader&) = delete;
@@ -48,6 +53,7 @@ class line_reader {
   bool keep_cr_;
   std::FILE* f_ = nullptr;
   std::vector<char> buf_;
+  std::size_t max_line_;
   std::size_t begin_ = 0, end_ = 0;
   bool eof_ = false;
   std::int64_t line_no_ = 0;

@@ -194,5 +194,23 @@ TEST(line_reader, tiny_buffers_give_the_same_lines) {
   }
 }
 
+TEST(line_reader, a_line_beyond_the_limit_stops_naming_it) {
+  const std::string path = write_temp("ff_long_line.txt", "short\n" + std::string(100, 'x') + "\nafter\n");
+  line_reader ok(path, false, 8, 100);  // a line of exactly the limit is read
+  std::string_view line;
+  ASSERT_TRUE(ok.next(line));
+  ASSERT_TRUE(ok.next(line));
+  EXPECT_EQ(line.size(), 100u);
+  line_reader r(path, false, 8, 99);
+  ASSERT_TRUE(r.next(line));
+  try {
+    r.next(line);
+    FAIL();
+  } catch (const fatal_error& e) {
+    EXPECT_EQ(e.lines(), (std::vector<std::string>{"Cannot read file " + path + ": line 2 is longer than 99 characters",
+                                                   "Is it a text file with one record a line?"}));
+  }
+}
+
 }  // namespace
 }  // namespace ventrel

@@ -133,6 +133,7 @@ FIXTURES = {
     # The parameter file.
     "bad_parfile_missing": (A, [args("no_such_parameters.txt")], True),
     "bad_parfile_empty": (A, [write("parameters.txt", "")], True),
+    "bad_parfile_no_line_ends": (A, [args("/dev/zero"), memory_limit(1500)], True),
     "bad_parfile_directory": (A, [directory("parameters.txt")], True),
     "bad_parfile_unreadable": (A, [unreadable("parameters.txt")], True),
     "bad_parfile_crlf": (A, [crlf("parameters.txt")], False),
