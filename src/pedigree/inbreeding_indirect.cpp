@@ -35,6 +35,23 @@ struct plan {
   index_t max_lap = 0;
 };
 
+std::vector<std::uint32_t> identity(std::size_t size) {
+  std::vector<std::uint32_t> v(size);
+  for (std::size_t k = 0; k < size; ++k) v[k] = static_cast<std::uint32_t>(k);
+  return v;
+}
+
+// Reorders `order` stably by key(order[k]), a number in 0..range-1. Cost O(size + range).
+template <class Key>
+void counting_sort(std::vector<std::uint32_t>& order, std::size_t range, Key key) {
+  std::vector<std::size_t> first(range + 1, 0);
+  for (std::uint32_t k : order) ++first[static_cast<std::size_t>(key(k)) + 1];
+  for (std::size_t r = 1; r <= range; ++r) first[r] += first[r - 1];
+  std::vector<std::uint32_t> out(order.size());
+  for (std::uint32_t k : order) out[first[static_cast<std::size_t>(key(k))]++] = k;
+  order.swap(out);
+}
+
 plan make_plan(const pedigree_table& ped, index_t n, const group_info& groups, const indirect_options& opt,
                std::vector<double>& f) {
   plan pl;
@@ -97,23 +114,21 @@ plan make_plan(const pedigree_table& ped, index_t n, const group_info& groups, c
   if (opt.sire_columns) {
     for (std::size_t k = 0; k < all.size(); ++k) column[k] = all[k].s;
   } else {
-    std::vector<std::uint64_t> pairs(all.size());
-    for (std::size_t k = 0; k < all.size(); ++k) {
-      const auto lo = static_cast<std::uint64_t>(std::min(all[k].s, all[k].d));
-      const auto hi = static_cast<std::uint64_t>(std::max(all[k].s, all[k].d));
-      pairs[k] = (lo << 32) | hi;
-    }
-    std::sort(pairs.begin(), pairs.end());
-    pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
+    // Distinct mates: matings grouped by sire, each dam stamped with the last sire it was seen with.
+    std::vector<std::uint32_t> by_sire = identity(all.size());
+    counting_sort(by_sire, static_cast<std::size_t>(m) + 1, [&](std::uint32_t k) { return all[k].s; });
     degree.assign(static_cast<std::size_t>(m) + 1, 0);
-    for (std::uint64_t pr : pairs) {
-      const auto a = static_cast<std::size_t>(pr >> 32), b = static_cast<std::size_t>(pr & 0xffffffffu);
-      ++degree[a];
-      if (b != a) ++degree[b];
+    std::vector<index_t> seen_with(static_cast<std::size_t>(m) + 1, 0);
+    for (std::uint32_t k : by_sire) {
+      const index_t sr = all[k].s, dr = all[k].d;
+      if (seen_with[static_cast<std::size_t>(dr)] == sr) continue;
+      seen_with[static_cast<std::size_t>(dr)] = sr;
+      ++degree[static_cast<std::size_t>(sr)];
+      if (dr != sr) ++degree[static_cast<std::size_t>(dr)];
     }
     for (std::size_t k = 0; k < all.size(); ++k) {
-      const index_t s = all[k].s, d = all[k].d;
-      column[k] = degree[static_cast<std::size_t>(s)] >= degree[static_cast<std::size_t>(d)] ? s : d;
+      const index_t sr = all[k].s, dr = all[k].d;
+      column[k] = degree[static_cast<std::size_t>(sr)] >= degree[static_cast<std::size_t>(dr)] ? sr : dr;
     }
   }
   // Hybrid: a column whose animal has at most `few` distinct mates costs a pass over the rows
@@ -136,14 +151,19 @@ plan make_plan(const pedigree_table& ped, index_t n, const group_info& groups, c
     if (traced(k))
       keys[k] = {std::max(lap(e.s), lap(e.d)), e.s, e.d, e.progeny, 0, true};
     else
-      keys[k] = {lap(column[k]), column[k], -1, e.progeny, column[k] == e.s ? e.d : e.s, false};
+      keys[k] = {lap(column[k]), column[k], 0, e.progeny, column[k] == e.s ? e.d : e.s, false};
   }
-  std::sort(keys.begin(), keys.end(), [](const keyed& u, const keyed& v) {
-    if (u.stage != v.stage) return u.stage < v.stage;
-    if (u.a != v.a) return u.a < v.a;
-    if (u.b != v.b) return u.b < v.b;
-    return u.progeny < v.progeny;
-  });
+  // Order by stage, then column (or sire), then dam of a traced mating, then progeny (already
+  // increasing): three stable counting sorts, least significant key first.
+  std::vector<std::uint32_t> order = identity(keys.size());
+  const std::size_t rows = static_cast<std::size_t>(m) + 1;
+  counting_sort(order, rows, [&](std::uint32_t k) { return keys[k].b; });
+  counting_sort(order, rows, [&](std::uint32_t k) { return keys[k].a; });
+  counting_sort(order, static_cast<std::size_t>(pl.max_lap) + 1,
+                [&](std::uint32_t k) { return keys[k].stage; });
+  std::vector<keyed> sorted(keys.size());
+  for (std::size_t k = 0; k < order.size(); ++k) sorted[k] = keys[order[k]];
+  keys.swap(sorted);
   pl.stages.assign(static_cast<std::size_t>(pl.max_lap) + 1, {});
   pl.mates.reserve(keys.size());
   for (std::size_t k = 0; k < keys.size(); ++k) {
