@@ -6,6 +6,7 @@
 #include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
+#include "common/freeformat.hpp"
 
 namespace ventrel::genomic {
 
@@ -25,7 +26,7 @@ genomic_options read_genomic_options(const parfile::option_store& options) {
   if (which.n >= 1) {
     double v = which.x[0];
     if (v != std::floor(v) || std::fabs(v) > 1e6)
-      fatal({"OPTION whichH needs a whole number: " + which.xc[0], "file " + options.path()});
+      fatal({"OPTION whichH needs a whole number: " + excerpt(which.xc[0]), at_line(options.path(), which.line_no)});
     g.h_method = static_cast<int>(v);
   }
   say("* H Genomic Relationship method (WhichH= " + num(g.h_method) + ")");

@@ -49,6 +49,7 @@ option_values option_store::get_option(std::string_view name, bool continue_sear
     v.xc.erase(v.xc.begin(), v.xc.begin() + 2);
     v.x.erase(v.x.begin(), v.x.begin() + 2);
     v.n -= 2;
+    v.line_no = file_->line_number();
     return v;
   }
   return option_values{};

@@ -21,9 +21,10 @@ class option_store {
   // The values of the OPTION line of name: a line whose first word is "OPTION" and whose second
   // word equals name regardless of case. Lines are cut at 5000 characters, and text from a "#"
   // after the first column on is dropped. n = -1 when no line is found, else the number of words
-  // after the name (at most 1001). Without continue_search the file is searched from its start
-  // and the first matching line answers; with it the search goes on after the line the previous
-  // query stopped at, so repeated lines of one option can be collected. A query moves only the
+  // after the name (at most 1001); line_no is the line found, for messages. Without
+  // continue_search the file is searched from its start and the first matching line answers;
+  // with it the search goes on after the line the previous query stopped at, so repeated lines
+  // of one option can be collected. A query moves only the
   // file position, which is why it is const. Only lines that begin with the word OPTION are
   // split; an OPTION line that holds a TAB (which would glue two words into one) or more than
   // 1003 words stops the run naming its line.

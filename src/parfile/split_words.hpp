@@ -15,6 +15,7 @@ struct option_values {
   int n = -1;                    // number of words (values); -1 when an OPTION query found no line
   std::vector<std::string> xc;   // the words as written
   std::vector<double> x;         // their values read free-format; 0 where a word is not a number
+  std::int64_t line_no = 0;      // line of the file that an OPTION query found; 0 when none
 };
 
 // A keyword line of the model part of the parameter file.

@@ -5,6 +5,8 @@
 
 #include <fstream>
 
+#include "common/fatal.hpp"
+
 namespace ventrel::genomic {
 namespace {
 
@@ -44,6 +46,18 @@ TEST(genomic_options, methods_other_than_3_4_5_7_take_the_pedigree_way) {
     EXPECT_FALSE(uses_inverse_relationships(g)) << m;
   }
   for (int m : {3, 4, 5, 7}) EXPECT_TRUE(uses_inverse_relationships(read_from("OPTION SNP_file g\nOPTION whichH " + std::to_string(m) + "\n", printed)));
+}
+
+TEST(genomic_options, a_which_h_that_is_no_whole_number_stops_naming_the_line) {
+  std::string printed;
+  try {
+    read_from("OPTION SNP_file g\nOPTION whichH 2.5\n", printed);
+    FAIL();
+  } catch (const fatal_error& e) {
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(e.lines(), (std::vector<std::string>{"OPTION whichH needs a whole number: 2.5",
+                                                   "file " + ::testing::TempDir() + "genomic_options.txt, line 4"}));
+  }
 }
 
 }  // namespace

@@ -25,6 +25,14 @@ TEST(option_store, matches_names_regardless_of_case_and_keeps_value_case) {
   EXPECT_EQ(s.get_option("se   ").n, 1);
 }
 
+TEST(option_store, tells_the_line_it_found) {
+  option_store s = store_of("opt_line.txt", "DATAFILE\n\nOPTION se exact\nOPTION a\nOPTION a 2\n");
+  EXPECT_EQ(s.get_option("se").line_no, 3);
+  EXPECT_EQ(s.get_option("a").line_no, 4);
+  EXPECT_EQ(s.get_option("a", true).line_no, 5);
+  EXPECT_EQ(s.get_option("b").line_no, 0);
+}
+
 TEST(option_store, requires_the_word_OPTION_in_capitals_first) {
   option_store s = store_of("opt2.txt", "option se exact\n  OPTION nthreads 4\nX OPTION se a\n");
   EXPECT_EQ(s.get_option("se").n, -1);

@@ -62,6 +62,9 @@ class options_test : public ::testing::Test {
 };
 
 const std::string validation_line = "OPTION validation 2 focal.txt\n";
+// Where the stops of an option on the first or the second line of par.txt point.
+const std::string on_line_1 = "file par.txt, line 1";
+const std::string on_line_2 = "file par.txt, line 2";
 
 TEST_F(options_test, defaults_with_only_the_validation_option) {
   auto [o, out] = read(validation_line);
@@ -139,14 +142,14 @@ TEST_F(options_test, one_validation_file_serves_any_number_of_traits) {
   EXPECT_EQ(read("OPTION validation 1 f.txt\n").first.validation_files.size(), 1u);
   EXPECT_EQ(read("OPTION validation 1 f1 f2 f3\n").first.validation_files.size(), 3u);
   EXPECT_EQ(stop_of("OPTION validation 1 f1 f2\n"),
-            std::vector<std::string>{"* Number of files in OPTION validation should be 1 or ntrait: 2"});
+            (std::vector<std::string>{"* Number of files in OPTION validation should be 1 or ntrait: 2", on_line_1}));
   EXPECT_EQ(stop_of("OPTION validation 1\n"),
-            std::vector<std::string>{"* Number of files in OPTION validation should be 1 or ntrait: 0"});
+            (std::vector<std::string>{"* Number of files in OPTION validation should be 1 or ntrait: 0", on_line_1}));
 }
 
 TEST_F(options_test, validation_effect_must_be_an_effect_of_the_model) {
   EXPECT_EQ(stop_of("OPTION validation 4 f.txt\n"),
-            std::vector<std::string>{"The effect in OPTION validation must be a number from 1 to 3, found: 4"});
+            (std::vector<std::string>{"The effect in OPTION validation must be a number from 1 to 3, found: 4", on_line_1}));
   EXPECT_EQ(stop_of("OPTION validation animal f.txt\n")[0],
             "The effect in OPTION validation must be a number from 1 to 3, found: animal");
   EXPECT_EQ(stop_of("OPTION se exact\n")[0].substr(0, 28), "OPTION validation is needed:");
@@ -157,9 +160,9 @@ TEST_F(options_test, se_needs_one_of_three_exact_words) {
             (std::vector<std::string>{"OPTION se needs a second argument:",
                                       "  OPTION se exact for exact standard errors",
                                       "  OPTION se approx for approximated standard errors",
-                                      "  OPTION se boot for bootstrapping"}));
+                                      "  OPTION se boot for bootstrapping", on_line_2}));
   EXPECT_EQ(stop_of(validation_line + "OPTION se Exact\n"),
-            std::vector<std::string>{"Wrong argument OPTION se"});
+            (std::vector<std::string>{"Wrong argument OPTION se", "file par.txt, line 2: Exact"}));
   EXPECT_EQ(read(validation_line + "OPTION SE approx\n").first.se, se_method::approx);
 }
 
@@ -177,10 +180,10 @@ TEST_F(options_test, focal_var_keeps_three_characters) {
   EXPECT_EQ(read(validation_line + "OPTION focal_var inbreeding\n").first.focal_var, "inb");
   EXPECT_EQ(read(validation_line + "OPTION focal_var xyz\n").first.focal_var, "xyz");
   EXPECT_EQ(stop_of(validation_line + "OPTION focal_var usr 1\n"),
-            std::vector<std::string>{"OPTION focal_var usr needs 2 genetic variance(s), one per trait; found 1"});
+            (std::vector<std::string>{"OPTION focal_var usr needs 2 genetic variance(s), one per trait; found 1", on_line_2}));
   EXPECT_EQ(stop_of(validation_line + "OPTION focal_var usr 1 abc\n"),
-            std::vector<std::string>{
-                "OPTION focal_var usr: the genetic variance of trait 2 must be a positive number, found: abc"});
+            (std::vector<std::string>{
+                "OPTION focal_var usr: the genetic variance of trait 2 must be a positive number, found: abc", on_line_2}));
 }
 
 TEST_F(options_test, solution_files_must_be_present) {
@@ -216,24 +219,24 @@ TEST_F(options_test, external_inbreeding_file_defaults_to_ranolt_inb) {
 
 TEST_F(options_test, whole_number_options_reject_bad_values) {
   EXPECT_EQ(stop_of(validation_line + "OPTION nrepboot 0\n"),
-            std::vector<std::string>{"OPTION nrepboot must be at least 1, found: 0"});
+            (std::vector<std::string>{"OPTION nrepboot must be at least 1, found: 0", on_line_2}));
   EXPECT_EQ(stop_of(validation_line + "OPTION nthreads two\n"),
-            std::vector<std::string>{"OPTION nthreads needs a whole number, found: two"});
+            (std::vector<std::string>{"OPTION nthreads needs a whole number, found: two", on_line_2}));
   EXPECT_EQ(stop_of(validation_line + "OPTION inbreeding_method\n"),
-            std::vector<std::string>{"OPTION inbreeding_method needs a value"});
+            (std::vector<std::string>{"OPTION inbreeding_method needs a value", on_line_2}));
   EXPECT_EQ(read(validation_line + "OPTION num_threads_kelp 0\n").first.num_threads_kelp, 1);
 }
 
 TEST_F(options_test, counts_that_size_memory_or_threads_are_bounded) {
   EXPECT_EQ(stop_of(validation_line + "OPTION nrepboot 2000000000\n"),
-            std::vector<std::string>{"OPTION nrepboot must be at most 10000000, found: 2000000000"});
+            (std::vector<std::string>{"OPTION nrepboot must be at most 10000000, found: 2000000000", on_line_2}));
   EXPECT_EQ(read(validation_line + "OPTION nrepboot 10000000\n").first.nrepboot, 10000000);
   EXPECT_EQ(stop_of(validation_line + "OPTION nthreads 2000000000\n"),
-            std::vector<std::string>{"OPTION nthreads must be at most 1024, found: 2000000000"});
+            (std::vector<std::string>{"OPTION nthreads must be at most 1024, found: 2000000000", on_line_2}));
   EXPECT_EQ(stop_of(validation_line + "OPTION num_threads_kelp 5000\n"),
-            std::vector<std::string>{"OPTION num_threads_kelp must be at most 1024, found: 5000"});
+            (std::vector<std::string>{"OPTION num_threads_kelp must be at most 1024, found: 5000", on_line_2}));
   EXPECT_EQ(stop_of(validation_line + "OPTION nrepboot 99999999999\n"),
-            std::vector<std::string>{"OPTION nrepboot needs a whole number, found: 99999999999"});
+            (std::vector<std::string>{"OPTION nrepboot needs a whole number, found: 99999999999", on_line_2}));
 }
 
 }  // namespace
