@@ -79,7 +79,11 @@ void compute_inbreeding(const pedigree_table& ped, std::vector<double>& inb, con
       renumber_pedigree(ped, nupg, own);
       perm = own;
     }
+    if (perm.size() != ped.size())
+      fatal("compute_inbreeding: the order has " + num(static_cast<std::int64_t>(perm.size()) - 1) +
+            " animals and the pedigree " + num(n));
     pedigree_table sorted = sorted_pedigree(ped, perm, nupg);
+    if (!parents_first(sorted, n)) fatal("compute_inbreeding: the order given does not put parents first");
     if (!mf)  // groups without Gamma are unknown parents
       for (std::int32_t i = 1; i <= n; ++i) {
         parents& p = sorted[static_cast<std::size_t>(i)];
@@ -90,17 +94,14 @@ void compute_inbreeding(const pedigree_table& ped, std::vector<double>& inb, con
     std::vector<double> f;
     switch (method) {
       case inbreeding_method::meuwissen_luo:
-      case inbreeding_method::colleau_metafounders:
-      case inbreeding_method::metafounder_file:
-        if (method == inbreeding_method::colleau_metafounders)
-          detail::inbreeding_indirect(sorted, n, kernel_groups, {true, 1}, f);
-        else
-          detail::inbreeding_meuwissen_luo(sorted, n, kernel_groups, f);
+      case inbreeding_method::metafounder_file:  // read above; listed for completeness
+        detail::inbreeding_meuwissen_luo(sorted, n, kernel_groups, f);
         break;
       case inbreeding_method::sargolzaei_iwaisaki:
         detail::inbreeding_sargolzaei_iwaisaki(sorted, n, f);
         break;
       case inbreeding_method::modified_colleau:
+      case inbreeding_method::colleau_metafounders:  // the same product, with metafounders
         detail::inbreeding_indirect(sorted, n, kernel_groups, {true, 1}, f);
         break;
       case inbreeding_method::recursive_tabular:

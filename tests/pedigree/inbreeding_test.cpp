@@ -125,3 +125,11 @@ TEST(inbreeding, gamma_of_the_wrong_order_stops) {
   const std::vector<double> gamma = {0.4};
   EXPECT_THROW(compute_inbreeding(ped, inb, {}, group_info{2, gamma}), ventrel::fatal_error);
 }
+
+TEST(inbreeding, an_order_without_parents_first_stops) {
+  std::vector<double> inb;
+  const std::vector<std::int32_t> identity = {0, 1, 2, 3, 4, 5, 6};
+  compute_inbreeding(fx::textbook(), inb, {}, {}, identity);  // the textbook is already in order
+  const std::vector<std::int32_t> reversed = {0, 6, 5, 4, 3, 2, 1};
+  EXPECT_THROW(compute_inbreeding(fx::textbook(), inb, {}, {}, reversed), ventrel::fatal_error);
+}
