@@ -21,33 +21,25 @@ std::vector<double> genetic_variances(const parfile::model_parameters& m, int ef
   std::vector<double> v(static_cast<std::size_t>(m.ntrait));
   for (int t = 1; t <= m.ntrait; ++t) {
     int p = group_position(*g, effect, t, m.ntrait);
+    // Zero or negative is not a stop: the statistics that divide by it come out non-finite
+    // and are printed as they are (the matrix was already reported as not positive definite).
     v[static_cast<std::size_t>(t - 1)] = g->g(p, p);
-    // The statistics divide by it (bias in genetic sd, reliability): zero or less means a
-    // wrong parameter file, not a result.
-    if (!(g->g(p, p) > 0.0))
-      fatal({"The genetic variance of trait " + num(t) + " for the validation effect " + num(effect) +
-                 " is not positive: " + num(g->g(p, p)),
-             "(CO)VARIANCES of the RANDOM_GROUP of effect " + num(g->effects.front()) + " in file " + m.parfile});
   }
   return v;
 }
 
 namespace {
 
-// Every diagonal variance that enters a trait's total must be zero or more (a matrix that is only
-// not positive definite has been reported when the parameters were printed).
+// The variances that enter a trait's total must add up to a finite number. Zero or negative
+// variances are not stopped here: a matrix that is not positive definite has been reported when
+// the parameters were printed, and a heritability of zero, negative or above one makes the
+// predictive ability non-finite or odd, printed as it is.
 void check_diagonal_variances(const parfile::model_parameters& m) {
   for (int t = 1; t <= m.ntrait; ++t) {
     double total = m.r(t - 1, t - 1);
-    if (total < 0.0)
-      fatal({"The residual variance of trait " + num(t) + " is negative: " + num(total),
-             "RANDOM_RESIDUAL in file " + m.parfile});
     for (const parfile::random_group& g : m.groups)
       for (int e : g.effects) {
         int p = group_position(g, e, t, m.ntrait);
-        if (g.g(p, p) < 0.0)
-          fatal({"The variance of trait " + num(t) + " for effect " + num(e) + " is negative: " + num(g.g(p, p)),
-                 "(CO)VARIANCES of the RANDOM_GROUP of effect " + num(g.effects.front()) + " in file " + m.parfile});
         total += g.g(p, p);
       }
     if (!std::isfinite(total))
