@@ -1,7 +1,9 @@
 // Benchmark of morlo90 (KELP): the inverse relationship matrix of a simulated pedigree plus a
 // dense block for the genotyped animals; ordering, symbolic and numeric factorisation and the
 // sparse inverse timed apart, with AMD and with METIS, and the memory the inverse takes.
-//   sparse_inverse [animals=1000000] [genotyped=10000] [threads=2] [orderings=amd,metis]
+//   bench_sparse_inverse [animals=1000000] [genotyped=10000] [threads=2] [orderings=amd,metis]
+// or on an H-inverse file as ventrel reads it (OPTION readHInverse; e.g. bench_generate's Hinv.txt):
+//   bench_sparse_inverse file=PATH levels=N [threads=2] [orderings=amd,metis]
 #include <omp.h>
 #include <sys/resource.h>
 #include <time.h>
@@ -10,11 +12,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "genomic/hinverse.hpp"
 #include "sparse/convert_hash_ija.hpp"
 #include "sparse/hash_matrix.hpp"
 #include "sparse/morlo90.hpp"
@@ -92,18 +96,30 @@ sparse::ija_matrix build(int n, int genotyped) {
   return m;
 }
 
+// The matrix of an H-inverse file, read into the hash matrix and converted as ventrel does it.
+sparse::ija_matrix read_file(const std::string& path, int levels) {
+  sparse::sparse_hashm h;
+  sparse::init(h, sparse::hash_capacity_for(static_cast<std::int64_t>(std::filesystem::file_size(path) / 20)),
+               sparse::hash_storage::upper, levels);
+  genomic::read_hinverse(path, levels, h);
+  sparse::ija_matrix m;
+  sparse::convert_hash_ija(h, m);
+  return m;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int n = argc > 1 ? std::atoi(argv[1]) : 1000000;
-  const int genotyped = argc > 2 ? std::atoi(argv[2]) : 10000;
+  const bool from_file = argc > 2 && std::strncmp(argv[1], "file=", 5) == 0 && std::strncmp(argv[2], "levels=", 7) == 0;
+  const int n = from_file ? std::atoi(argv[2] + 7) : argc > 1 ? std::atoi(argv[1]) : 1000000;
+  const int genotyped = from_file ? 0 : argc > 2 ? std::atoi(argv[2]) : 10000;
   const int threads = argc > 3 ? std::atoi(argv[3]) : 2;
   const std::string orderings = argc > 4 ? argv[4] : "amd,metis";
 
   double t0 = omp_get_wtime();
-  const sparse::ija_matrix original = build(n, genotyped);
-  std::printf("animals %d, genotyped %d, nnz(upper) %zu, built in %.1f s, threads %d\n", n, genotyped,
-              original.ja.size(), omp_get_wtime() - t0, threads);
+  const sparse::ija_matrix original = from_file ? read_file(argv[1] + 5, n) : build(n, genotyped);
+  std::printf("%s %d, genotyped %d, nnz(upper) %zu, %s in %.1f s, threads %d\n", from_file ? argv[1] + 5 : "animals",
+              n, genotyped, original.ja.size(), from_file ? "read" : "built", omp_get_wtime() - t0, threads);
 
   for (const char* name : {"amd", "metis"}) {
     if (orderings.find(name) == std::string::npos) continue;
