@@ -1,4 +1,4 @@
-// The CHOLMOD boundary: a failing call becomes the KELP fatal stop.
+// The CHOLMOD boundary: a failing call becomes the KELP fatal stop, and the status is cleared.
 #include "sparse/cholmod_session.hpp"
 
 #include <gtest/gtest.h>
@@ -8,36 +8,23 @@
 namespace ventrel::sparse {
 namespace {
 
-using testing::fatal_lines;
+using namespace testing;
 
-TEST(cholmod_session, invalid_input_is_a_kelp_error) {
+TEST(cholmod_session, messages) {
   cholmod_session s;
-  // a rectangular matrix cannot be stored as symmetric
-  auto lines = fatal_lines([&] {
-    cholmod_sparse* a = s.check(cholmod_l_allocate_sparse(3, 2, 0, 1, 1, -1, CHOLMOD_REAL, s.common()),
-                                "cholmod_l_allocate_sparse");
-    cholmod_l_free_sparse(&a, s.common());
-  });
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], "MORLO90 (KELP): An error occurred.");
-  EXPECT_EQ(lines[1], "cholmod_l_allocate_sparse: CHOLMOD status -4 (invalid input)");
-}
-
-TEST(cholmod_session, status_is_cleared_after_the_stop) {
-  cholmod_session s;
-  s.common()->status = CHOLMOD_OUT_OF_MEMORY;
-  auto lines = fatal_lines([&] { s.check("x"); });
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[1], "x: CHOLMOD status -2 (out of memory)");
-  EXPECT_TRUE(fatal_lines([&] { s.check("y"); }).empty());
-}
-
-TEST(cholmod_session, a_null_result_without_status_is_still_an_error) {
-  cholmod_session s;
-  int* nothing = nullptr;
-  auto lines = fatal_lines([&] { s.check(nothing, "z"); });
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[1], "z: CHOLMOD status -4 (invalid input)");
+  const std::string head = "MORLO90 (KELP): An error occurred.";
+  expect_stops({{"rectangular symmetric matrix",  // CHOLMOD refuses it
+                 [&] {
+                   cholmod_sparse* a = s.check(cholmod_l_allocate_sparse(3, 2, 0, 1, 1, -1, CHOLMOD_REAL, s.common()),
+                                               "cholmod_l_allocate_sparse");
+                   cholmod_l_free_sparse(&a, s.common());
+                 },
+                 {head, "cholmod_l_allocate_sparse: CHOLMOD status -4 (invalid input)"}},
+                {"status set", [&] { s.common()->status = CHOLMOD_OUT_OF_MEMORY, s.check("x"); },
+                 {head, "x: CHOLMOD status -2 (out of memory)"}},
+                {"status cleared by the stop", [&] { s.check("y"); }, {}},
+                {"null result without status", [&] { s.check(static_cast<int*>(nullptr), "z"); },
+                 {head, "z: CHOLMOD status -4 (invalid input)"}}});
 }
 
 }  // namespace

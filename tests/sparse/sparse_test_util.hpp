@@ -1,27 +1,104 @@
-// Helpers shared by the sparse tests: the message lines of a fatal stop, random symmetric
-// matrices and the dense form of an upper-triangular IJA matrix.
+// Helpers shared by the sparse tests: tables of fatal stops, console output as text, a fresh
+// working folder, thread counts, random symmetric matrices, pedigree inverses and hash matrices,
+// and the dense forms and dense references the sparse results are compared with.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <omp.h>
+#include <unistd.h>
+
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <random>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/fatal.hpp"
 #include "linalg/dense_matrix.hpp"
+#include "reference/dense_inverse.hpp"
+#include "sparse/hash_matrix.hpp"
 #include "sparse/ija_matrix.hpp"
+#include "sparse/kelp_factor.hpp"
+#include "sparse/ldl_factor.hpp"
+#include "sparse/upper_csr.hpp"
 
 namespace ventrel::sparse::testing {
 
-// The lines of the fatal stop that f raises, empty when it returns normally.
-inline std::vector<std::string> fatal_lines(const std::function<void()>& f) {
+// One row of a table of fatal stops: what is done, and the lines of the stop (none: no stop).
+// An expected line ending in "*" matches any line that begins with the text before the "*".
+struct stop_case {
+  std::string name;
+  std::function<void()> action;
+  std::vector<std::string> message;
+};
+
+inline void expect_stops(const std::vector<stop_case>& cases) {
+  for (const stop_case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<std::string> got;
+    try {
+      c.action();
+    } catch (const fatal_error& e) {
+      got = e.lines();
+    }
+    ASSERT_EQ(got.size(), c.message.size()) << (got.empty() ? "no stop" : got[0]);
+    for (std::size_t k = 0; k < got.size(); ++k) {
+      const std::string& want = c.message[k];
+      const bool prefix = !want.empty() && want.back() == '*';
+      EXPECT_EQ(prefix ? got[k].substr(0, want.size() - 1) : got[k], prefix ? want.substr(0, want.size() - 1) : want);
+    }
+  }
+}
+
+// What f prints on stdout.
+inline std::string captured_stdout(const std::function<void()>& f) {
+  ::testing::internal::CaptureStdout();
   try {
     f();
-  } catch (const fatal_error& e) {
-    return e.lines();
+  } catch (...) {
+    ::testing::internal::GetCapturedStdout();
+    throw;
   }
-  return {};
+  return ::testing::internal::GetCapturedStdout();
+}
+
+// f() with OpenMP's default thread count set to `threads`, restored afterwards.
+template <class F>
+auto with_threads(int threads, F f) {
+  const int saved = omp_get_max_threads();
+  omp_set_num_threads(threads);
+  auto r = f();
+  omp_set_num_threads(saved);
+  return r;
+}
+
+// A fresh empty folder as the working directory while the object lives.
+struct scoped_work_dir {
+  std::filesystem::path old = std::filesystem::current_path(), dir;
+  explicit scoped_work_dir(const std::string& name)
+      : dir(std::filesystem::path(::testing::TempDir()) / (name + "_" + std::to_string(::getpid()))) {
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    std::filesystem::current_path(dir);
+  }
+  ~scoped_work_dir() {
+    std::filesystem::current_path(old);
+    std::error_code ec;
+    std::filesystem::remove_all(dir, ec);
+  }
+};
+
+// The same matrix with 64-bit row pointers.
+inline ija8_matrix wide(const ija_matrix& m) { return {m.n, {m.ia.begin(), m.ia.end()}, m.ja, m.a}; }
+
+// Whether m is a proper upper-triangular IJA matrix (the check itself is tested on its own).
+template <class Ptr>
+bool well_formed_ija(basic_ija<Ptr> m) {
+  std::vector<std::int64_t> ptr;
+  return m.ia.size() == static_cast<std::size_t>(m.n) + 1 && m.a.size() == m.ja.size() && well_formed(view_of(m, ptr));
 }
 
 // Dense symmetric matrix of an upper-triangular IJA matrix, read element by element.
@@ -29,55 +106,33 @@ template <class Ptr>
 linalg::dense_matrix dense_of(const basic_ija<Ptr>& m) {
   linalg::dense_matrix d(m.n, m.n);
   for (int i = 1; i <= m.n; ++i)
-    for (auto k = m.ia[i - 1]; k < m.ia[i]; ++k) {
-      int j = m.ja[k - 1];
-      double v = m.a[k - 1];
-      d(i - 1, j - 1) = v;
-      d(j - 1, i - 1) = v;
-    }
+    for (auto k = m.ia[i - 1]; k < m.ia[i]; ++k) d(i - 1, m.ja[k - 1] - 1) = d(m.ja[k - 1] - 1, i - 1) = m.a[k - 1];
   return d;
 }
 
-// Checks the IJA invariants: ia(1) = 1, ia non-decreasing, columns ascending without duplicates
-// and not below the row. Returns an empty string or what is wrong.
-template <class Ptr>
-std::string ija_problem(const basic_ija<Ptr>& m) {
-  if (m.ia.size() != static_cast<std::size_t>(m.n) + 1) return "size of ia";
-  if (m.ia[0] != 1) return "ia(1) /= 1";
-  if (static_cast<std::size_t>(m.ia.back() - 1) != m.ja.size() || m.ja.size() != m.a.size())
-    return "ia(n+1) - 1 /= size of ja";
-  for (int i = 1; i <= m.n; ++i) {
-    if (m.ia[i] < m.ia[i - 1]) return "ia decreasing";
-    for (auto k = m.ia[i - 1]; k < m.ia[i]; ++k) {
-      int j = m.ja[k - 1];
-      if (j < i || j > m.n) return "column out of range in row " + std::to_string(i);
-      if (k > m.ia[i - 1] && m.ja[k - 2] >= j)
-        return "columns not ascending in row " + std::to_string(i);
-    }
-  }
-  return {};
-}
-
-// Upper-triangular IJA of a dense symmetric matrix: every element with |a_ij| > 0 of the
-// upper triangle, plus the diagonal and the extra positions `keep` (explicit zeros).
-inline ija_matrix ija_of(const linalg::dense_matrix& d) {
-  ija_matrix m;
-  m.n = d.rows;
-  m.ia.push_back(1);
+// Upper-triangular IJA of a dense symmetric matrix: the diagonal, every nonzero above it, and
+// the positions (from 0) that `keep` names, as explicit zeros where d has none.
+inline ija_matrix ija_of(const linalg::dense_matrix& d, const std::function<bool(int, int)>& keep = {}) {
+  ija_matrix m{d.rows, {1}, {}, {}};
   for (int i = 0; i < d.rows; ++i) {
     for (int j = i; j < d.cols; ++j)
-      if (j == i || d(i, j) != 0.0) {
-        m.ja.push_back(j + 1);
-        m.a.push_back(d(i, j));
-      }
+      if (j == i || d(i, j) != 0.0 || (keep && keep(i, j))) m.ja.push_back(j + 1), m.a.push_back(d(i, j));
     m.ia.push_back(static_cast<int>(m.ja.size()) + 1);
   }
   return m;
 }
 
+// Makes the diagonal of d dominate every row (1 + the row's absolute sum): positive definite.
+inline void dominate_diagonal(linalg::dense_matrix& d) {
+  for (int i = 0; i < d.rows; ++i) {
+    d(i, i) = 1.0;
+    for (int j = 0; j < d.cols; ++j)
+      if (j != i) d(i, i) += std::fabs(d(i, j));
+  }
+}
+
 // A random sparse symmetric positive definite matrix: off-diagonal elements in [-1, 1] with
-// probability `density`, a dense block among `dense_rows` random rows, and a diagonal that
-// dominates every row.
+// probability `density`, a dense block among `dense_rows` random rows, a dominant diagonal.
 inline linalg::dense_matrix random_spd(int n, double density, int dense_rows, unsigned seed) {
   std::mt19937 rng(seed);
   std::uniform_real_distribution<double> u(0.0, 1.0), v(-1.0, 1.0);
@@ -90,37 +145,133 @@ inline linalg::dense_matrix random_spd(int n, double density, int dense_rows, un
   for (int a : rows)
     for (int b : rows)
       if (a != b) d(a, b) = d(b, a) = 0.3 * v(rng) + 0.01;
-  for (int i = 0; i < n; ++i) {
-    double s = 1.0;
-    for (int j = 0; j < n; ++j)
-      if (j != i) s += std::fabs(d(i, j));
-    d(i, i) = s;
+  dominate_diagonal(d);
+  return d;
+}
+
+// Inverse relationship matrix by Henderson's rules: animal a (from 0) with parents sire[a] and
+// dam[a] (from 1, 0 unknown) and Mendelian sampling variance dvar[a].
+inline linalg::dense_matrix henderson_inverse(const std::vector<int>& sire, const std::vector<int>& dam,
+                                              const std::vector<double>& dvar) {
+  const int n = static_cast<int>(sire.size());
+  linalg::dense_matrix d(n, n);
+  for (int a = 0; a < n; ++a) {
+    const int idx[3] = {a, sire[a] - 1, dam[a] - 1};
+    const double w[3] = {1.0, -0.5, -0.5};
+    for (int x = 0; x < 3; ++x)
+      for (int y = 0; y < 3; ++y)
+        if (idx[x] >= 0 && idx[y] >= 0) d(idx[x], idx[y]) += w[x] * w[y] / dvar[a];
   }
   return d;
 }
 
-// Inverse relationship matrix of a random pedigree by Henderson's rules, with the Mendelian
-// sampling variances of non-inbred parents (1, 3/4 or 1/2): positive definite.
+// The inverse of a random pedigree of n animals (the first tenth founders), with the sampling
+// variances of non-inbred parents (1/2, 3/4 or 1): positive definite.
 inline linalg::dense_matrix pedigree_inverse(int n, unsigned seed) {
   std::mt19937 rng(seed);
   std::uniform_real_distribution<double> u(0.0, 1.0);
-  linalg::dense_matrix d(n, n);
+  std::vector<int> sire(n, 0), dam(n, 0);
+  std::vector<double> dvar(n);
   for (int a = 0; a < n; ++a) {
-    int s = -1, m = -1;
     if (a >= n / 10) {
-      if (u(rng) < 0.9) s = static_cast<int>(u(rng) * a) % a;
-      if (u(rng) < 0.8) m = static_cast<int>(u(rng) * a) % a;
-      if (m == s) m = -1;
+      if (u(rng) < 0.9) sire[a] = static_cast<int>(u(rng) * a) % a + 1;
+      if (u(rng) < 0.8) dam[a] = static_cast<int>(u(rng) * a) % a + 1;
+      if (dam[a] == sire[a]) dam[a] = 0;
     }
-    int known = (s >= 0) + (m >= 0);
-    double alpha = known == 2 ? 2.0 : known == 1 ? 4.0 / 3.0 : 1.0;
-    int idx[3] = {a, s, m};
-    double w[3] = {1.0, -0.5, -0.5};
-    for (int x = 0; x < 3; ++x)
-      for (int y = 0; y < 3; ++y)
-        if (idx[x] >= 0 && idx[y] >= 0) d(idx[x], idx[y]) += alpha * w[x] * w[y];
+    dvar[a] = 1.0 - 0.25 * ((sire[a] > 0) + (dam[a] > 0));
   }
-  return d;
+  return henderson_inverse(sire, dam, dvar);
+}
+
+// Random additions (lower ones included, which upper storage ignores) into a hash matrix of order
+// n, with the matrix they make (symmetric for upper storage) and the positions they fill.
+struct hash_fill {
+  sparse_hashm h;
+  linalg::dense_matrix matrix;
+  std::set<std::pair<int, int>> pattern;
+};
+
+inline hash_fill random_hash(int n, int additions, unsigned seed, bool with_diagonal = true,
+                             hash_storage storage = hash_storage::upper) {
+  hash_fill r;
+  init(r.h, 16, storage, n);
+  r.matrix = linalg::dense_matrix(n, n);
+  std::mt19937 rng(seed);
+  std::uniform_int_distribution<int> idx(1, n);
+  std::uniform_real_distribution<double> val(-1.0, 1.0);
+  for (int k = with_diagonal ? -n : 0; k < additions; ++k) {
+    const int i = k < 0 ? n + k + 1 : idx(rng), j = k < 0 ? i : idx(rng);
+    const double v = val(rng);
+    addm(v, i, j, r.h);
+    if (storage == hash_storage::upper && j < i) continue;
+    r.matrix(i - 1, j - 1) += v;
+    if (storage == hash_storage::upper && i != j) r.matrix(j - 1, i - 1) += v;
+    r.pattern.insert({i, j});
+  }
+  return r;
+}
+
+// A matrix factorised by the KELP engine (ordered, analysed, factorised with `threads` threads).
+struct kelp_case {
+  ija_matrix m;
+  std::vector<std::int64_t> ptr;
+  upper_csr view = view_of(m, ptr);
+  kelp_factor k;
+  kelp_case(const ija_matrix& given, kelp_ordering o, int threads) : m(given) {
+    k.order(view, o);
+    k.analyze(view);
+    k.factorize(view, threads);
+  }
+};
+
+// The MORLO engine's L D L' of d with the permutation given, or AMD's when none is.
+inline simplicial_factor ldl_of(const linalg::dense_matrix& d, std::vector<std::int64_t> perm = {}) {
+  ija_matrix m = ija_of(d);
+  std::vector<std::int64_t> ptr;
+  const upper_csr view = view_of(m, ptr);
+  simplicial_factor f;
+  EXPECT_TRUE(set_permutation(f, perm.empty() ? amd_permutation(view) : perm));
+  ldl_symbolic(view, f);
+  ldl_numeric(view, f);
+  return f;
+}
+
+// y = A x and y = A^{-1} x by the dense reference.
+inline std::vector<double> dense_times(const linalg::dense_matrix& a, const std::vector<double>& x) {
+  std::vector<double> y(static_cast<std::size_t>(a.rows), 0.0);
+  for (int j = 0; j < a.cols; ++j)
+    for (int i = 0; i < a.rows; ++i) y[i] += a(i, j) * x[j];
+  return y;
+}
+inline std::vector<double> dense_solve(const linalg::dense_matrix& a, const std::vector<double>& b) {
+  return dense_times(reference::dense_spd_inverse(a), b);
+}
+
+inline void expect_all_near(const std::vector<double>& got, const std::vector<double>& want, double tol) {
+  ASSERT_EQ(got.size(), want.size());
+  for (std::size_t k = 0; k < got.size(); ++k) EXPECT_NEAR(got[k], want[k], tol) << "element " << k;
+}
+
+// Every stored element of `inv` against the same element of the dense inverse of d.
+inline void expect_dense_inverse_at_pattern(const ija_matrix& inv, const linalg::dense_matrix& d, double tol) {
+  const linalg::dense_matrix ref = reference::dense_spd_inverse(d);
+  for (int i = 1; i <= inv.n; ++i)
+    for (int p = inv.ia[i - 1]; p < inv.ia[i]; ++p)
+      EXPECT_NEAR(inv.a[p - 1], ref(i - 1, inv.ja[p - 1] - 1), tol) << i << "," << inv.ja[p - 1];
+}
+
+// U'U = P A P' for an upper-triangular factor U (IJA) and perm[k] = original index (from 0) of
+// pivot k: every element of the product against the dense matrix.
+inline void expect_factor_of(const ija8_matrix& u, const linalg::dense_matrix& a,
+                             const std::vector<std::int64_t>& perm, double tol) {
+  ASSERT_TRUE(well_formed_ija(u));
+  const linalg::dense_matrix ud = dense_of(u);  // U + U' - diag(U): its upper part is U
+  for (int i = 0; i < u.n; ++i)
+    for (int j = 0; j < u.n; ++j) {
+      double s = 0.0;
+      for (int r = 0; r <= std::min(i, j); ++r) s += ud(r, i) * ud(r, j);
+      EXPECT_NEAR(s, a(static_cast<int>(perm[i]), static_cast<int>(perm[j])), tol) << i << "," << j;
+    }
 }
 
 }  // namespace ventrel::sparse::testing
