@@ -6,16 +6,14 @@
 //   than the pedigree, on its first generations until they pass a time limit;
 //   A_focal for 5,000 animals of the youngest generation on all threads and on one;
 //   the metafounder variants, the unknown parents replaced by metafounders.
-// Usage: pedigree [key=value ...] with keys
+// Usage: bench_pedigree [key=value ...] with keys
 //   generations (20), per_generation (50000), sires (200: sires used per generation),
 //   unknown_sire (0.02), unknown_dam (0.05), focal (5000), seed (1), threads (0 = default),
 //   limit (60: seconds a recursive tabular method may take before larger prefixes are skipped),
-//   methods (1234567: the inbreeding methods to time), metafounders (4; 0 = no such part),
-//   write=<file>
-//   (only write the simulated pedigree to a file and stop).
-// Build (until the bench folder has its own CMake target), from the repository root:
-//   g++ -std=c++20 -O2 -fopenmp -Isrc bench/pedigree.cpp build-pedigree/libventrel_pedigree.a
-//       build-pedigree/libventrel_linalg.a build-pedigree/libventrel_common.a -o bench_pedigree
+//   methods (1234567: the inbreeding methods to time; method 1 alone takes minutes),
+//   metafounders (4; 0 = no such part), write=<file> (only write the simulated pedigree and stop).
+// Times are given as wall-clock and processor seconds, so that a run on a busy machine still
+// shows what the work costs.
 #include <omp.h>
 #include <unistd.h>
 
