@@ -78,6 +78,17 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   const bool metafounders = in.gamma.rows > 0;
   const bool groups = in.groups_allowed || metafounders;
   r.nupg = groups ? std::max(0, count.maxid - count.n) : 0;
+  // Arrays of n+nupg elements are allocated from the largest numbers alone: numbers far beyond
+  // the lines of the file are not a renumbered pedigree, and would take the machine's memory.
+  const std::int64_t most = 10 * count.lines + 10'000'000;
+  if (count.n > most)
+    fatal({"The largest animal number in the pedigree file is " + num(count.n) + ", far more than its " +
+               num(count.lines) + " lines",
+           at_line(pedfile, count.n_line) + "; the animals must be numbered from 1 to their number"});
+  if (groups && count.maxid > most)
+    fatal({"The largest parent code in the pedigree file is " + num(count.maxid) + ", far more than its " +
+               num(count.lines) + " lines",
+           at_line(pedfile, count.maxid_line) + "; groups must be numbered from n+1 to n+nupg"});
   if (metafounders) {
     if (in.gamma.cols != in.gamma.rows) fatal("The metafounders' relationship matrix Gamma is not square");
     for (int k = 0; k < in.gamma.rows; ++k)

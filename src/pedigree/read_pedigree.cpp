@@ -39,8 +39,16 @@ pedigree_count count_pedigree(line_reader& file) {
     line_kind kind = parse_line(line, v);
     if (kind == line_kind::blank) continue;
     if (kind == line_kind::stop) break;
-    c.n = std::max(c.n, v[0]);
-    c.maxid = std::max({c.maxid, v[0], v[1], v[2]});
+    ++c.lines;
+    if (v[0] > c.n) {
+      c.n = v[0];
+      c.n_line = file.line_number();
+    }
+    const std::int32_t top = std::max({v[0], v[1], v[2]});
+    if (top > c.maxid) {
+      c.maxid = top;
+      c.maxid_line = file.line_number();
+    }
   }
   file.rewind();
   return c;

@@ -10,8 +10,11 @@
 namespace ventrel::pedigree {
 
 struct pedigree_count {
-  std::int32_t n = 0;      // largest animal number in column 1 (the number of animals)
-  std::int32_t maxid = 0;  // largest number in any of the three columns
+  std::int32_t n = 0;           // largest animal number in column 1 (the number of animals)
+  std::int32_t maxid = 0;       // largest number in any of the three columns
+  std::int64_t lines = 0;       // lines read as three integers
+  std::int64_t n_line = 0;      // line number where n was first found
+  std::int64_t maxid_line = 0;  // line number where maxid was first found
 };
 
 // Reads the file from its start to its end, or to the first line that cannot be read as three

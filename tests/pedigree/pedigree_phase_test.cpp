@@ -232,6 +232,27 @@ TEST(pedigree_phase, parent_code_above_n_without_groups_stops) {
   EXPECT_NE(msg.find("line 2"), std::string::npos) << msg;
 }
 
+TEST(pedigree_phase, numbers_far_beyond_the_lines_stop_before_any_allocation) {
+  fx::temp_dir t;
+  pedigree_phase_input in = textbook_input(t);
+  in.pedigree_file = t.file("ped", "1 0 0\n2000000000 1 0\n");
+  std::vector<focal_view> sets;
+  std::string msg = fatal_text([&] { run(in, sets); });
+  EXPECT_NE(
+      msg.find("The largest animal number in the pedigree file is 2000000000, far more than its 2 lines"),
+      std::string::npos)
+      << msg;
+  EXPECT_NE(msg.find("line 2"), std::string::npos) << msg;
+  in.pedigree_file = t.file("ped", "1 0 0\n2 1 2000000000\n");
+  in.groups_allowed = true;
+  msg = fatal_text([&] { run(in, sets); });
+  EXPECT_NE(msg.find("The largest parent code in the pedigree file is 2000000000"), std::string::npos) << msg;
+  in.pedigree_file = t.file("ped", "1 0 0\n500000 1 0\n");  // a gap, but a modest one: read
+  const run_result rr = run(in, sets);
+  EXPECT_EQ(rr.r.n, 500000);
+  EXPECT_EQ(rr.r.ped[500000].sire, 1);
+}
+
 TEST(pedigree_phase, a_pedigree_loop_stops) {
   fx::temp_dir t;
   pedigree_phase_input in = textbook_input(t);

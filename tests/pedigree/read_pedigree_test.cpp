@@ -28,6 +28,9 @@ TEST(read_pedigree, counts_largest_animal_and_largest_code) {
   const pedigree_count c = count_pedigree(p);
   EXPECT_EQ(c.n, 3);
   EXPECT_EQ(c.maxid, 9);
+  EXPECT_EQ(c.lines, 3);
+  EXPECT_EQ(c.n_line, 1);
+  EXPECT_EQ(c.maxid_line, 3);
 }
 
 TEST(read_pedigree, reads_parents_by_animal_number_and_ignores_further_values) {
