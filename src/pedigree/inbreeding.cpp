@@ -95,7 +95,7 @@ void compute_inbreeding(const pedigree_table& ped, std::vector<double>& inb, con
     switch (method) {
       case inbreeding_method::meuwissen_luo:
       case inbreeding_method::metafounder_file:  // read above; listed for completeness
-        detail::inbreeding_meuwissen_luo(sorted, n, kernel_groups, f);
+        detail::inbreeding_meuwissen_luo(sorted, n, kernel_groups, f, threads);
         break;
       case inbreeding_method::sargolzaei_iwaisaki:
         detail::inbreeding_sargolzaei_iwaisaki(sorted, n, f);

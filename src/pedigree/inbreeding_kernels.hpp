@@ -21,9 +21,10 @@ inline double gamma_of(const group_info& g, index_t n, index_t a, index_t b) {
   return g.gamma_at(a - n, b - n);
 }
 
-// Method 1: Meuwissen and Luo (1992), with metafounders when groups.metafounders().
+// Method 1: Meuwissen and Luo (1992), with metafounders when groups.metafounders(), on nthreads
+// threads (the same coefficients for any number).
 void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_info& groups,
-                              std::vector<double>& f);
+                              std::vector<double>& f, int nthreads = 1);
 
 // Method 2: Sargolzaei and Iwaisaki's modification of Meuwissen and Luo (no metafounders).
 void inbreeding_sargolzaei_iwaisaki(const pedigree_table& ped, index_t n, std::vector<double>& f);

@@ -1,4 +1,6 @@
 // Inbreeding by Meuwissen and Luo (1992), with metafounders; longest ancestral paths.
+#include <omp.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -44,6 +46,23 @@ class youngest_first {
   std::size_t size_ = 0;
 };
 
+// What the traversal reads of each ancestor, in one place so that a visit touches one line of
+// memory: its parents and its within-family variance D.
+struct node {
+  index_t sire = 0;
+  index_t dam = 0;
+  double d = 0.0;
+};
+
+// One thread's workspace: the fractions of the ancestors in the list (0 = not in it), the list,
+// and the fractions of genes from each metafounder.
+struct workspace {
+  std::vector<double> lrow;
+  youngest_first list;
+  std::vector<double> t;
+  std::vector<index_t> t_used;
+};
+
 }  // namespace
 
 // Meuwissen and Luo (1992). Row i of L (A = L D L', L lower triangular with unit diagonal) holds
@@ -55,70 +74,115 @@ class youngest_first {
 // the previous one (a full sib) takes its coefficient.
 // Metafounders enter as ancestors that are not traced further: with t(k) the fraction of genes
 // from metafounder k, F(i) = sum_j L(i,j)^2 D(j) + t' Gamma t - 1, and a(k) = Gamma(k,k).
+// Each animal's row needs only the coefficients of its ancestors, so the animals are taken by
+// longest ancestral path, those of one path length at a time on several threads (one workspace
+// each); every coefficient is summed in the same order whatever the number of threads.
 // Cost: the number of ancestors of each animal times the log of the list's length.
 void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_info& groups,
-                              std::vector<double>& f) {
+                              std::vector<double>& f, int nthreads) {
   const bool mf = groups.metafounders();
   const std::size_t un = static_cast<std::size_t>(n);
   f.assign(un + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
-  std::vector<double> dvar(un + 1, 0.0);
-  std::vector<double> lrow(un + 1, 0.0);  // fractions of the ancestors in the list; 0 = not in it
-  youngest_first list;
-  std::vector<double> t(static_cast<std::size_t>(groups.nupg) + 1, 0.0);
-  std::vector<index_t> t_used;
+  std::vector<node> nodes(un + 1);
+  for (std::size_t i = 1; i <= un; ++i) nodes[i] = {ped[i].sire, ped[i].dam, 0.0};
   auto self_rel = [&](index_t p) -> double {  // A(p,p), 0 for an unknown parent
     if (p == 0) return 0.0;
     if (p > n) return gamma_of(groups, n, p, p);
     return 1.0 + f[static_cast<std::size_t>(p)];
   };
-  auto add = [&](index_t p, double v) {
-    if (p == 0) return;
-    if (p > n) {
-      const std::size_t k = static_cast<std::size_t>(p - n);
-      if (t[k] == 0.0) t_used.push_back(p - n);
-      t[k] += v;
-      return;
-    }
-    double& l = lrow[static_cast<std::size_t>(p)];
-    if (l == 0.0) list.push(p);
-    l += v;
+  auto full_sib = [&](index_t i) {  // same parents as the animal before it
+    return i > 1 && nodes[static_cast<std::size_t>(i)].sire == nodes[static_cast<std::size_t>(i) - 1].sire &&
+           nodes[static_cast<std::size_t>(i)].dam == nodes[static_cast<std::size_t>(i) - 1].dam;
   };
-  for (index_t i = 1; i <= n; ++i) {
-    const parents& p = ped[static_cast<std::size_t>(i)];
-    dvar[static_cast<std::size_t>(i)] = 1.0 - 0.25 * (self_rel(p.sire) + self_rel(p.dam));
-    if (p.sire == 0 || p.dam == 0) continue;  // F = 0
-    if (i > 1 && p.sire == ped[static_cast<std::size_t>(i) - 1].sire &&
-        p.dam == ped[static_cast<std::size_t>(i) - 1].dam) {
-      f[static_cast<std::size_t>(i)] = f[static_cast<std::size_t>(i) - 1];
-      continue;
-    }
-    if (p.sire > n && p.dam > n) {
-      f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, p.sire, p.dam);
-      continue;
-    }
-    double sum = dvar[static_cast<std::size_t>(i)];
-    add(p.sire, 0.5);
-    add(p.dam, 0.5);
-    while (!list.empty()) {
-      const index_t j = list.pop();
-      double& lj = lrow[static_cast<std::size_t>(j)];
+
+  // The animals by longest ancestral path (parents above n do not count).
+  std::vector<index_t> lap(un + 1, 0);
+  index_t max_lap = 0;
+  for (std::size_t i = 1; i <= un; ++i) {
+    index_t g = 0;
+    for (index_t p : {nodes[i].sire, nodes[i].dam})
+      if (p >= 1 && p <= n) g = std::max(g, lap[static_cast<std::size_t>(p)]);
+    lap[i] = g + 1;
+    max_lap = std::max(max_lap, g + 1);
+  }
+  std::vector<std::size_t> start(static_cast<std::size_t>(max_lap) + 2, 0);
+  for (std::size_t i = 1; i <= un; ++i) ++start[static_cast<std::size_t>(lap[i]) + 1];
+  for (std::size_t g = 1; g < start.size(); ++g) start[g] += start[g - 1];
+  std::vector<index_t> by_lap(un);
+  {
+    std::vector<std::size_t> next(start.begin(), start.end() - 1);
+    for (std::size_t i = 1; i <= un; ++i) by_lap[next[static_cast<std::size_t>(lap[i])]++] = static_cast<index_t>(i);
+  }
+  lap = {};
+
+  const int threads = std::max(1, nthreads);
+  std::vector<workspace> work(static_cast<std::size_t>(threads));
+  for (workspace& w : work) {
+    w.lrow.assign(un + 1, 0.0);
+    w.t.assign(static_cast<std::size_t>(groups.nupg) + 1, 0.0);
+  }
+
+  auto row = [&](workspace& w, index_t i) {
+    auto add = [&](index_t p, double v) {
+      if (p == 0) return;
+      if (p > n) {
+        const std::size_t k = static_cast<std::size_t>(p - n);
+        if (w.t[k] == 0.0) w.t_used.push_back(p - n);
+        w.t[k] += v;
+        return;
+      }
+      double& l = w.lrow[static_cast<std::size_t>(p)];
+      if (l == 0.0) w.list.push(p);
+      l += v;
+    };
+    const node& me = nodes[static_cast<std::size_t>(i)];
+    double sum = me.d;
+    add(me.sire, 0.5);
+    add(me.dam, 0.5);
+    while (!w.list.empty()) {
+      const index_t j = w.list.pop();
+      double& lj = w.lrow[static_cast<std::size_t>(j)];
       const double l = lj;
       lj = 0.0;
-      sum += l * l * dvar[static_cast<std::size_t>(j)];
-      const parents& pj = ped[static_cast<std::size_t>(j)];
-      add(pj.sire, 0.5 * l);
-      add(pj.dam, 0.5 * l);
+      const node& nj = nodes[static_cast<std::size_t>(j)];
+      sum += l * l * nj.d;
+      add(nj.sire, 0.5 * l);
+      add(nj.dam, 0.5 * l);
     }
-    if (mf && !t_used.empty()) {
+    if (mf && !w.t_used.empty()) {
       double q = 0.0;
-      for (index_t a : t_used)
-        for (index_t b : t_used)
-          q += t[static_cast<std::size_t>(a)] * t[static_cast<std::size_t>(b)] * groups.gamma_at(a, b);
+      for (index_t a : w.t_used)
+        for (index_t b : w.t_used)
+          q += w.t[static_cast<std::size_t>(a)] * w.t[static_cast<std::size_t>(b)] * groups.gamma_at(a, b);
       sum += q;
-      for (index_t a : t_used) t[static_cast<std::size_t>(a)] = 0.0;
-      t_used.clear();
+      for (index_t a : w.t_used) w.t[static_cast<std::size_t>(a)] = 0.0;
+      w.t_used.clear();
     }
-    f[static_cast<std::size_t>(i)] = sum - 1.0;
+    return sum - 1.0;
+  };
+
+  for (index_t g = 1; g <= max_lap; ++g) {
+    const std::size_t lo = start[static_cast<std::size_t>(g)], hi = start[static_cast<std::size_t>(g) + 1];
+    const std::int64_t count = static_cast<std::int64_t>(hi - lo);
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16) if (count > 64)
+    for (std::int64_t k = 0; k < count; ++k) {
+      const index_t i = by_lap[lo + static_cast<std::size_t>(k)];
+      node& me = nodes[static_cast<std::size_t>(i)];
+      me.d = 1.0 - 0.25 * (self_rel(me.sire) + self_rel(me.dam));
+      if (me.sire == 0 || me.dam == 0 || full_sib(i)) continue;  // F = 0, or a full sib's below
+      if (me.sire > n && me.dam > n) {
+        f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, me.sire, me.dam);
+        continue;
+      }
+      f[static_cast<std::size_t>(i)] = row(work[static_cast<std::size_t>(omp_get_thread_num())], i);
+    }
+    // A full sib has the same path length as the animal before it, so that one is done.
+    for (std::size_t k = lo; k < hi; ++k) {
+      const index_t i = by_lap[k];
+      const node& me = nodes[static_cast<std::size_t>(i)];
+      if (me.sire != 0 && me.dam != 0 && full_sib(i))
+        f[static_cast<std::size_t>(i)] = f[static_cast<std::size_t>(i) - 1];
+    }
   }
 }
 

@@ -58,3 +58,33 @@ TEST(inbreeding_meuwissen_luo, matches_tabular_with_metafounders) {
     EXPECT_LT(fx::inbreeding_error(fx::random_pedigree(seed, o), 1, o.nupg, gamma), 1e-10) << seed;
   }
 }
+
+TEST(inbreeding_meuwissen_luo, same_coefficients_for_any_thread_count) {
+  // Wide generations (so that each path length is shared out among the threads), full sibs and,
+  // in the second case, metafounders.
+  for (std::int32_t nupg : {0, 3}) {
+    fx::random_options o;
+    o.n = 2000;
+    o.window = 400;
+    o.nupg = nupg;
+    pedigree_table ped = fx::random_pedigree(7, o);
+    const std::size_t first = ped.size();
+    for (std::size_t k = 0; k < 300; ++k) ped.push_back(ped[first - 1 - k % 150]);  // full sibs
+    if (nupg > 0)  // groups keep their codes above the new n
+      for (parents& p : ped) {
+        if (p.sire > o.n) p.sire += 300;
+        if (p.dam > o.n) p.dam += 300;
+      }
+    const std::vector<double> gamma = nupg > 0 ? fx::random_gamma(nupg, 3) : std::vector<double>{};
+    EXPECT_LT(fx::inbreeding_error(ped, 1, nupg, gamma, 1), 1e-10) << nupg;
+    std::vector<double> one, many;
+    inbreeding_options opt;
+    opt.nthreads = 1;
+    compute_inbreeding(ped, one, opt, group_info{nupg, gamma});
+    for (int threads : {2, 3}) {
+      opt.nthreads = threads;
+      compute_inbreeding(ped, many, opt, group_info{nupg, gamma});
+      EXPECT_EQ(many, one) << nupg << " " << threads;
+    }
+  }
+}
