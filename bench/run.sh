@@ -335,7 +335,9 @@ cpu_model=$(lscpu | sed -n 's/^Model name: *//p' | head -1)
 mem=$(free -g | awk '/^Mem:/ { print $2 }')
 {
   echo "Machine: $cpu_model, $(nproc) cores, ${mem} GiB memory; $(date -u '+%Y-%m-%d %H:%M UTC')"
-  echo "Code: commit $(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo unknown)$(git -C "$root" status --porcelain -- src 2>/dev/null | grep -q . && echo ', with uncommitted changes in src/')"
+  # The commit: from git, or from a file COMMIT beside bench/ in an exported tree (git archive).
+  commit=$(git -C "$root" rev-parse --short HEAD 2>/dev/null || cat "$root/COMMIT" 2>/dev/null || echo unknown)
+  echo "Code: commit $commit$(git -C "$root" status --porcelain -- src 2>/dev/null | grep -q . && echo ', with uncommitted changes in src/')"
   echo
   echo "The load column: the 1-minute load average and the share of the CPUs that other processes"
   echo "used in the 2 seconds before the run."

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that ventrel's build, tests and benchmarks need, when missing
-# (time: GNU /usr/bin/time, which bench/run.sh uses for wall time and peak memory).
+# (time: GNU /usr/bin/time, which bench/run.sh uses for wall time and peak memory; clang and
+# libclang-rt-dev: libFuzzer, for make fuzz).
 # Idempotent and quiet when everything is present. As root it runs apt-get, otherwise sudo,
 # otherwise it prints the one apt-get line to run and stops.
 set -euo pipefail
 
 packages=(g++ gfortran cmake make pkg-config libopenblas-dev liblapack-dev liblapacke-dev
-          libsuitesparse-dev libmetis-dev libgtest-dev time)
+          libsuitesparse-dev libmetis-dev libgtest-dev time clang libclang-rt-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -18,6 +18,13 @@ void say_no_newline(std::string_view text) {
   std::fflush(stdout);
 }
 
+void warn(std::string_view line) {
+  std::fflush(stdout);
+  std::fputs("ventrel: warning: ", stderr);
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  std::fputc('\n', stderr);
+}
+
 progress::progress(std::string_view label, long long total)
     : active_(::isatty(STDERR_FILENO) == 1 && total > 0), total_(total) {
   std::size_t n = label.size() < sizeof label_ - 1 ? label.size() : sizeof label_ - 1;

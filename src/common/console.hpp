@@ -10,6 +10,9 @@ namespace ventrel {
 void say(std::string_view line);
 // Prints text without a newline (a prompt), and flushes.
 void say_no_newline(std::string_view text);
+// Prints "ventrel: warning: " and the line on standard error: a note on the input that the
+// console output has no line for, such as a file whose reading ended early by design.
+void warn(std::string_view line);
 
 // Progress of a long phase on standard error, only when standard error is a terminal:
 // "label: 42%" rewritten in place; finish() ends the line.

@@ -19,7 +19,8 @@ namespace ventrel::pedigree {
 namespace {
 
 // ranolt.inb: identifier (not used), coefficient, renumbered animal; read to its end or to the
-// first line that cannot be read so. A later line for the same animal replaces an earlier one.
+// first line that cannot be read so (with a warning). A later line for the same animal replaces an
+// earlier one. A coefficient that is not a number from 0 to 1 (NaN, Inf) stops the run.
 void read_ranolt_inb(const std::string& path, std::int32_t n, std::vector<double>& inb) {
   if (!file_exists(path))
     fatal({path + " does not exist",
@@ -32,7 +33,15 @@ void read_ranolt_inb(const std::string& path, std::int32_t n, std::vector<double
     if (k == 0 && line.find('/') == std::string_view::npos) continue;  // empty record
     double v = 0.0;
     std::int32_t a = 0;
-    if (k < 3 || !parse_real(f[1], v) || !parse_int(f[2], a)) break;
+    if (k < 3 || !parse_real(f[1], v) || !parse_int(f[2], a)) {
+      warn(path + " is read up to line " + num(file.line_number() - 1) + ": line " + num(file.line_number()) +
+           " is not an identifier, a coefficient and an animal number: \"" + excerpt(line, 60) + "\"");
+      break;
+    }
+    if (!(v >= 0.0 && v <= 1.0))  // also NaN
+      fatal({"The inbreeding coefficient of animal " + num(a) + " is not a number from 0 to 1: " +
+                 std::string(f[1]),
+             at_line(path, file.line_number())});
     if (a < 1 || a > n)
       fatal({"Animal " + num(a) + " of the inbreeding file is not in the pedigree (animals 1 to " + num(n) +
                  ")",
@@ -41,11 +50,18 @@ void read_ranolt_inb(const std::string& path, std::int32_t n, std::vector<double
   }
 }
 
-void check_focal(const focal_view& set, std::int32_t n, const std::string& pedfile) {
+// stop_line: the line that ended the reading of the pedigree early (0 = none), named in the
+// message since the animal may well be on a later line.
+void check_focal(const focal_view& set, std::int32_t n, const std::string& pedfile, std::int64_t stop_line) {
   for (std::int32_t a : set.animals)
-    if (a < 1 || a > n)
-      fatal("Focal animal " + num(a) + " is not in the pedigree file " + pedfile + " (animals 1 to " +
-            num(n) + ")");
+    if (a < 1 || a > n) {
+      std::vector<std::string> lines = {"Focal animal " + num(a) + " is not in the pedigree file " + pedfile +
+                                        " (animals 1 to " + num(n) + ")"};
+      if (stop_line > 0)
+        lines.push_back("The file is read up to line " + num(stop_line - 1) + ": line " + num(stop_line) +
+                        " is not three whole numbers (animal, sire, dam)");
+      fatal(lines);
+    }
 }
 
 void sort_inbreeding(pedigree_phase_result& r) {
@@ -111,7 +127,17 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   r.inb_sorted.assign(total, 0.0);
 
   // 3, 4. Read and renumber.
-  read_pedigree(file, r.n, groups, r.ped);
+  pedigree_repeats repeats;
+  read_pedigree(file, r.n, groups, r.ped, &repeats);
+  // Both cases are read as the family's programs read them; the user still hears of them.
+  if (count.stop_line > 0)
+    warn("the pedigree file " + pedfile + " is read up to line " + num(count.stop_line - 1) +
+         ": line " + num(count.stop_line) + " is not three whole numbers (animal, sire, dam): \"" +
+         count.stop_text + "\"; animals without a line have unknown parents");
+  if (repeats.count > 0)
+    warn("the pedigree file " + pedfile + " gives animal " + num(repeats.first) + " on lines " +
+         num(repeats.first_line) + " and " + num(repeats.repeat_line) + " with different parents (" +
+         num(repeats.count) + " such line(s)); the later line is used");
   renumber_pedigree(r.ped, r.nupg, r.perm, in.verbosity, 3);
   r.ped_sorted = sorted_pedigree(r.ped, r.perm, r.nupg);
   say("Done");
@@ -167,7 +193,7 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   // 7. Sorted coefficients, the focal animals' slots and the genetic variance per trait.
   sort_inbreeding(r);
   for (focal_view& set : sets) {
-    check_focal(set, r.n, pedfile);
+    check_focal(set, r.n, pedfile, count.stop_line);
     set.inbreeding.resize(set.animals.size());
     double sum = 0.0;
     for (std::size_t k = 0; k < set.animals.size(); ++k) {

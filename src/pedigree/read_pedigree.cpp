@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 #include "common/fatal.hpp"
 #include "common/format.hpp"
@@ -38,7 +39,11 @@ pedigree_count count_pedigree(line_reader& file) {
   while (file.next(line)) {
     line_kind kind = parse_line(line, v);
     if (kind == line_kind::blank) continue;
-    if (kind == line_kind::stop) break;
+    if (kind == line_kind::stop) {
+      c.stop_line = file.line_number();
+      c.stop_text = excerpt(line, 60);
+      break;
+    }
     ++c.lines;
     if (v[0] > c.n) {
       c.n = v[0];
@@ -59,9 +64,12 @@ pedigree_count count_pedigree(const std::string& path) {
   return count_pedigree(file);
 }
 
-void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped) {
+void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped,
+                   pedigree_repeats* repeats) {
   file.rewind();
   ped.assign(static_cast<std::size_t>(std::max(n, 0)) + 1, parents{});
+  std::vector<std::int64_t> line_of;  // line that gave each animal, when repeats are counted
+  if (repeats) line_of.assign(ped.size(), 0);
   std::string_view line;
   std::array<std::int32_t, 3> v{};
   while (file.next(line)) {
@@ -79,7 +87,17 @@ void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedig
                at_line(file.path(), file.line_number()) + "; the pedigree has " + num(n) +
                    " animals and the random type of the animal effect allows no unknown parent groups"});
     }
-    ped[static_cast<std::size_t>(v[0])] = parents{v[1], v[2]};
+    parents& p = ped[static_cast<std::size_t>(v[0])];
+    if (repeats) {
+      std::int64_t& first = line_of[static_cast<std::size_t>(v[0])];
+      if (first != 0 && (p.sire != v[1] || p.dam != v[2]) && repeats->count++ == 0) {
+        repeats->first = v[0];
+        repeats->first_line = first;
+        repeats->repeat_line = file.line_number();
+      }
+      if (first == 0) first = file.line_number();
+    }
+    p = parents{v[1], v[2]};
   }
   file.rewind();
 }

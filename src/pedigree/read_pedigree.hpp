@@ -15,6 +15,16 @@ struct pedigree_count {
   std::int64_t lines = 0;       // lines read as three integers
   std::int64_t n_line = 0;      // line number where n was first found
   std::int64_t maxid_line = 0;  // line number where maxid was first found
+  std::int64_t stop_line = 0;   // the line that ended the reading early; 0 = the end of the file
+  std::string stop_text;        // that line, shortened
+};
+
+// Animals that the file gives more than once with different parents (the later line is kept).
+struct pedigree_repeats {
+  std::int64_t count = 0;      // lines that changed an animal's parents given earlier
+  std::int32_t first = 0;      // the first such animal
+  std::int64_t first_line = 0;     // its first line
+  std::int64_t repeat_line = 0;    // the line that repeated it
 };
 
 // Reads the file from its start to its end, or to the first line that cannot be read as three
@@ -29,7 +39,9 @@ pedigree_count count_pedigree(const std::string& path);
 // A negative parent code stops the run, and so does a parent code above n unless groups_allowed
 // (the random type of the animal effect allows unknown parent groups or metafounders); both
 // messages name the file, the line and the code. The file is rewound before and after.
-void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped);
+// When repeats is given, it counts the animals given again with other parents.
+void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped,
+                   pedigree_repeats* repeats = nullptr);
 void read_pedigree(const std::string& path, std::int32_t n, bool groups_allowed, pedigree_table& ped);
 
 }  // namespace ventrel::pedigree

@@ -8,6 +8,7 @@
 #   expected_log      optional: ventrel.log, exactly; "absent" in expected_log_absent means
 #                     that no ventrel.log may exist after the run
 #   expected_files/   optional: further output files to compare (e.g. sol_valids)
+#   expected_stderr   optional: lines that standard error must contain (warnings), each as is
 #   before.sh         optional: run in the work folder before ventrel (to set up odd files:
 #                     directories, links, files of megabytes)
 #   memory_limit_mb   optional: the run's address space is limited to this many MB (ulimit -v),
@@ -47,6 +48,13 @@ for dir in "$fixtures"/*/; do
   fi
   if ! diff -u "$dir/expected_stdout" "$w/stdout.txt" >"$w/stdout.diff"; then
     echo "  $name: console differs:"; head -40 "$w/stdout.diff"; ok=0
+  fi
+  if [ -f "$dir/expected_stderr" ]; then
+    while IFS= read -r want; do
+      if ! grep -q -F -- "$want" "$w/stderr.txt"; then
+        echo "  $name: standard error lacks: $want"; ok=0
+      fi
+    done <"$dir/expected_stderr"
   fi
   if [ -f "$dir/expected_log" ] && ! diff -u "$dir/expected_log" "$w/ventrel.log" >"$w/log.diff" 2>&1; then
     echo "  $name: ventrel.log differs:"; head -40 "$w/log.diff"; ok=0

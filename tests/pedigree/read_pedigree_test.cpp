@@ -67,17 +67,36 @@ TEST(read_pedigree, skips_lines_whose_animal_is_zero_or_negative) {
   EXPECT_EQ(ped[1].sire, 0);
 }
 
-TEST(read_pedigree, stops_silently_at_the_first_line_not_three_integers) {
+TEST(read_pedigree, stops_at_the_first_line_not_three_integers_and_tells_which) {
   temp_dir t;
   for (const char* bad : {"4 1\n", "4 1 x\n", "4 1 2.0\n", "4 1 99999999999\n"}) {
     const std::string p = t.file("ped", std::string("1 0 0\n\n2 1 0\n") + bad + "3 1 2\n");
     const pedigree_count c = count_pedigree(p);
     EXPECT_EQ(c.n, 2) << bad;
+    EXPECT_EQ(c.stop_line, 4) << bad;
+    EXPECT_EQ(c.stop_text + "\n", bad);
     pedigree_table ped;
     read_pedigree(p, c.n, false, ped);
     EXPECT_EQ(ped.size(), 3u) << bad;
     EXPECT_EQ(ped[2].sire, 1) << bad;
   }
+}
+
+TEST(read_pedigree, counts_animals_given_again_with_other_parents) {
+  temp_dir t;
+  // Animal 2 repeated with the same parents is no repeat; animal 3 twice with others is, twice.
+  ventrel::line_reader file(t.file("ped", "1 0 0\n2 1 0\n3 1 2\n2 1 0\n3 2 1\n3 0 0\n"));
+  const pedigree_count c = count_pedigree(file);
+  EXPECT_EQ(c.stop_line, 0);
+  pedigree_table ped;
+  pedigree_repeats r;
+  read_pedigree(file, c.n, false, ped, &r);
+  EXPECT_EQ(r.count, 2);
+  EXPECT_EQ(r.first, 3);
+  EXPECT_EQ(r.first_line, 3);
+  EXPECT_EQ(r.repeat_line, 5);
+  EXPECT_EQ(ped[3].sire, 0);  // the last line holds
+  EXPECT_EQ(ped[2].sire, 1);
 }
 
 TEST(read_pedigree, rewinds_an_open_file_before_and_after) {
