@@ -199,13 +199,16 @@ scenario2() {
     [ "$mm" != "$m" ] && extra=(metafounders=4)
     # Skip a size that a slow method would take too long for, from its earlier sizes' times.
     local pred
-    pred=$(awk -F'\t' -v id="$id" -v lim="$limit" '$1 == id && $5 != "NaN" && $5 != "skipped" { n++; x[n] = log(4) * $4; y[n] = log($5 + 0) }
-      END { if (n == 0) { print 0; exit } e = 2; if (n >= 2) e = (y[n] - y[n-1]) / (x[n] - x[n-1]); if (e < 1) e = 1;
+    # A method that was stopped at a smaller size is not tried at a larger one.
+    pred=$(awk -F'\t' -v id="$id" -v lim="$limit" '$1 == id && $7 ~ /^stopped/ { stopped = 1 }
+      $1 == id && $5 != "NaN" && $5 != "skipped" { n++; x[n] = log(4) * $4; y[n] = log($5 + 0) }
+      END { if (stopped) { print 1e9; exit } if (n == 0) { print 0; exit } e = 2; if (n >= 2) e = (y[n] - y[n-1]) / (x[n] - x[n-1]); if (e < 1) e = 1;
             print exp(y[n] + e * log(4)) }' "$results")
     if awk -v p="$pred" -v l="$limit" 'BEGIN { exit !(p > l) }'; then
       cpu=-
-      row "$id" "inbreeding method $m" "$(human "$animals") animals" "$s" skipped - \
-        "predicted $(printf '%.0f' "$pred") s > BENCH_LIMIT $limit s" "" -
+      local why="predicted $(printf '%.0f' "$pred") s > BENCH_LIMIT $limit s"
+      [ "$pred" = 1e9 ] && why="stopped at a smaller size"
+      row "$id" "inbreeding method $m" "$(human "$animals") animals" "$s" skipped - "$why" "" -
       continue
     fi
     cap_kib=$((8 * 1024 * 1024)) timed "$dir" "$dir/method$m.txt" timeout $((3 * limit)) "$inbreeding" ped=ped.txt \
