@@ -13,6 +13,9 @@
 #include "pedigree/renumber.hpp"
 
 namespace ventrel::pedigree {
+namespace {
+constexpr std::int32_t large_pedigree = 200'000;  // animals from which the slow methods are warned of
+}  // namespace
 
 inbreeding_method effective_inbreeding_method(int code, bool metafounders) {
   if (code < 1 || code > 9) return inbreeding_method::meuwissen_luo;
@@ -68,6 +71,15 @@ void compute_inbreeding(const pedigree_table& ped, std::vector<double>& inb, con
     say("    method = " + inbreeding_method_label(opt.method, groups));
     if (method == inbreeding_method::hybrid_parallel) say("    number of threads = " + num(threads));
   }
+
+  // The methods whose cost grows with the ancestors of every animal (or faster) are slow on a
+  // national pedigree: say so, with the way out, where the console output has no line for it.
+  const bool indirect = method == inbreeding_method::modified_colleau || method == inbreeding_method::hybrid_parallel ||
+                        method == inbreeding_method::colleau_metafounders ||
+                        method == inbreeding_method::metafounder_file;
+  if (!indirect && n >= large_pedigree)
+    warn("inbreeding by \"" + inbreeding_method_label(opt.method, groups) + "\" on " + num(n) +
+         " animals can take many minutes; OPTION inbreeding_method 6 gives the same coefficients in seconds");
 
   inb.assign(static_cast<std::size_t>(n) + static_cast<std::size_t>(nupg) + 1, 0.0);
   if (method == inbreeding_method::metafounder_file) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "common/console.hpp"
 #include "pedigree/inbreeding_kernels.hpp"
 
 namespace ventrel::pedigree::detail {
@@ -161,6 +162,7 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     return sum - 1.0;
   };
 
+  progress shown("inbreeding (Meuwissen and Luo)", n);
   for (index_t g = 1; g <= max_lap; ++g) {
     const std::size_t lo = start[static_cast<std::size_t>(g)], hi = start[static_cast<std::size_t>(g) + 1];
     const std::int64_t count = static_cast<std::int64_t>(hi - lo);
@@ -183,6 +185,7 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
       if (me.sire != 0 && me.dam != 0 && full_sib(i))
         f[static_cast<std::size_t>(i)] = f[static_cast<std::size_t>(i) - 1];
     }
+    shown.update(static_cast<long long>(hi));
   }
 }
 

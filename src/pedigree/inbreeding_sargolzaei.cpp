@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "common/console.hpp"
 #include "pedigree/inbreeding_kernels.hpp"
 
 namespace ventrel::pedigree::detail {
@@ -45,7 +46,9 @@ void inbreeding_sargolzaei_iwaisaki(const pedigree_table& ped, index_t n, std::v
     if (l == 0.0) bucket[static_cast<std::size_t>(lap[static_cast<std::size_t>(p)])].push_back(p);
     l += v;
   };
+  progress shown("inbreeding (Sargolzaei and Iwaisaki)", n);
   for (index_t i = 1; i <= n; ++i) {
+    if ((i & 4095) == 0) shown.update(i);
     const parents& p = ped[static_cast<std::size_t>(i)];
     const double fs = f[static_cast<std::size_t>(p.sire)], fd = f[static_cast<std::size_t>(p.dam)];
     const int unknown = (p.sire == 0) + (p.dam == 0);

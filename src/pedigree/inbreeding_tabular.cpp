@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/console.hpp"
 #include "pedigree/inbreeding_kernels.hpp"
 
 namespace ventrel::pedigree::detail {
@@ -127,7 +128,9 @@ void inbreeding_recursive_tabular(const pedigree_table& ped, index_t n, const gr
     }
     return v;
   };
+  progress shown("inbreeding (recursive tabular)", n);
   for (index_t i = 1; i <= n; ++i) {
+    if ((i & 1023) == 0) shown.update(i);
     const parents& p = ped[static_cast<std::size_t>(i)];
     double fi = 0.5 * relationship(p.sire, p.dam);
     if (!selfing.empty()) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "pedigree/inbreeding_kernels.hpp"
@@ -56,7 +57,9 @@ void inbreeding_tier(const pedigree_table& ped, index_t n, std::vector<double>& 
     const auto it = std::lower_bound(ny.begin(), ny.end(), x);
     return value[static_cast<std::size_t>(y)][static_cast<std::size_t>(it - ny.begin())];
   };
+  progress shown("inbreeding (Tier)", n);
   for (index_t y = 1; y <= n; ++y) {
+    if ((y & 4095) == 0) shown.update(y);
     const parents& py = ped[static_cast<std::size_t>(y)];
     f[static_cast<std::size_t>(y)] = 0.5 * get(py.sire, py.dam);
     const std::vector<index_t>& ny = need[static_cast<std::size_t>(y)];

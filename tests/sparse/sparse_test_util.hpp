@@ -1,5 +1,5 @@
-// Helpers shared by the sparse tests: tables of fatal stops, console output as text, a fresh
-// working folder, thread counts, random symmetric matrices, pedigree inverses and hash matrices,
+// Helpers shared by the sparse tests (besides support/test_support.hpp): a fresh working folder
+// by name, random symmetric matrices, pedigree inverses and hash matrices,
 // and the dense forms and dense references the sparse results are compared with.
 #pragma once
 
@@ -22,58 +22,16 @@
 #include "sparse/hash_matrix.hpp"
 #include "sparse/ija_matrix.hpp"
 #include "sparse/kelp_factor.hpp"
+#include "support/test_support.hpp"
 #include "sparse/ldl_factor.hpp"
 #include "sparse/upper_csr.hpp"
 
 namespace ventrel::sparse::testing {
 
-// One row of a table of fatal stops: what is done, and the lines of the stop (none: no stop).
-// An expected line ending in "*" matches any line that begins with the text before the "*".
-struct stop_case {
-  std::string name;
-  std::function<void()> action;
-  std::vector<std::string> message;
-};
-
-inline void expect_stops(const std::vector<stop_case>& cases) {
-  for (const stop_case& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::vector<std::string> got;
-    try {
-      c.action();
-    } catch (const fatal_error& e) {
-      got = e.lines();
-    }
-    ASSERT_EQ(got.size(), c.message.size()) << (got.empty() ? "no stop" : got[0]);
-    for (std::size_t k = 0; k < got.size(); ++k) {
-      const std::string& want = c.message[k];
-      const bool prefix = !want.empty() && want.back() == '*';
-      EXPECT_EQ(prefix ? got[k].substr(0, want.size() - 1) : got[k], prefix ? want.substr(0, want.size() - 1) : want);
-    }
-  }
-}
-
-// What f prints on stdout.
-inline std::string captured_stdout(const std::function<void()>& f) {
-  ::testing::internal::CaptureStdout();
-  try {
-    f();
-  } catch (...) {
-    ::testing::internal::GetCapturedStdout();
-    throw;
-  }
-  return ::testing::internal::GetCapturedStdout();
-}
-
-// f() with OpenMP's default thread count set to `threads`, restored afterwards.
-template <class F>
-auto with_threads(int threads, F f) {
-  const int saved = omp_get_max_threads();
-  omp_set_num_threads(threads);
-  auto r = f();
-  omp_set_num_threads(saved);
-  return r;
-}
+using test_support::captured_stdout;
+using test_support::expect_stops;
+using test_support::stop_case;
+using test_support::with_threads;
 
 // A fresh empty folder as the working directory while the object lives.
 struct scoped_work_dir {

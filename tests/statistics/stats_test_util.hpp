@@ -1,5 +1,6 @@
 // Helpers shared by the statistics tests: deterministic and random vectors, a NaN-aware
-// comparison, temporary files, and the capture of console output and of fatal stops.
+// comparison; temporary files and the capture of console output and of fatal stops come from
+// support/test_support.hpp.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,10 +13,11 @@
 #include <vector>
 
 #include "common/fatal.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel::statistics::testing {
 
-using lines = std::vector<std::string>;
+using test_support::lines;
 
 // Whole, partial and phenotype values of n focal animals: correlated, with an offset mean so
 // that centring matters. A 64-bit LCG makes them the same everywhere.
@@ -58,30 +60,8 @@ inline ::testing::AssertionResult same_values(const std::vector<double>& a,
          << ::testing::PrintToString(a) << " differs from " << ::testing::PrintToString(b);
 }
 
-// The message lines of the fatal stop raised by f, or {"no stop"}.
-template <class F>
-lines stop_lines(F f) {
-  try {
-    f();
-  } catch (const fatal_error& e) {
-    return e.lines();
-  }
-  return {"no stop"};
-}
-
-// What f prints on standard output.
-template <class F>
-std::string captured_stdout(F f) {
-  ::testing::internal::CaptureStdout();
-  f();
-  return ::testing::internal::GetCapturedStdout();
-}
-
-// Writes text to a file of the test's temporary folder and returns its path.
-inline std::string write_temp(const std::string& name, const std::string& text) {
-  std::string path = ::testing::TempDir() + name;
-  std::ofstream(path, std::ios::binary) << text;
-  return path;
-}
+using test_support::captured_stdout;
+using test_support::stop_lines;
+using test_support::write_temp;
 
 }  // namespace ventrel::statistics::testing
