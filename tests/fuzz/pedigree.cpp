@@ -29,8 +29,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (count.n < 1 || count.n > max_animal || count.maxid > 2 * max_animal) return 0;
     const bool groups = (size & 1) != 0;
     pedigree_table ped;
-    read_pedigree(file, count.n, groups, ped);
+    pedigree_repeats repeats;
+    read_pedigree(file, count.n, groups, ped, (size & 2) != 0 ? &repeats : nullptr);
     VENTREL_FUZZ_CHECK(ped.size() == static_cast<std::size_t>(count.n) + 1);
+    VENTREL_FUZZ_CHECK(repeats.count == 0 || (repeats.first >= 1 && repeats.first <= count.n &&
+                                              repeats.first_line < repeats.repeat_line));
+    VENTREL_FUZZ_CHECK(count.stop_line > 0 || count.stop_text.empty());
     const std::int32_t nupg = groups ? std::max(0, count.maxid - count.n) : 0;
     std::vector<std::int32_t> perm;
     renumber_pedigree(ped, nupg, perm, 0, 1 + static_cast<int>(size % 3));
