@@ -4,66 +4,51 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <functional>
+#include <cstdio>
 #include <random>
 #include <string>
 
-#include "common/fatal.hpp"
 #include "reference/dense_inverse.hpp"
 #include "reference/tabular_a.hpp"
-#include "sparse/hash_matrix.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel::genomic {
 namespace {
 
-std::string write_temp(const std::string& name, const std::string& text) {
-  std::string path = ::testing::TempDir() + name;
-  std::ofstream(path) << text;
-  return path;
-}
-
-reference::tabular_pedigree random_pedigree(int n, unsigned seed) {
-  std::mt19937 g(seed);
-  reference::tabular_pedigree p;
-  p.parents.resize(static_cast<std::size_t>(n) + 1);
-  for (int i = 1; i <= n; ++i) {
-    if (i <= n / 5) continue;
-    std::uniform_int_distribution<int> pick(0, i - 1);
-    p.parents[static_cast<std::size_t>(i)] = {pick(g), pick(g)};
-  }
-  return p;
-}
-
-// Writes the upper triangle of the inverse of A, lines in a shuffled order and some given in
-// the lower triangle, as a solver would leave them.
-std::string write_ainv(const linalg::dense_matrix& ainv, const std::string& name, unsigned seed) {
-  std::vector<std::string> lines;
-  std::mt19937 g(seed);
-  for (int j = 0; j < ainv.cols; ++j)
-    for (int i = 0; i <= j; ++i)
-      if (std::fabs(ainv(i, j)) > 1e-13) {
-        bool lower = (g() % 3) == 0;
-        char buf[96];
-        std::snprintf(buf, sizeof buf, "%d %d %.17g\n", lower ? j + 1 : i + 1, lower ? i + 1 : j + 1, ainv(i, j));
-        lines.emplace_back(buf);
-      }
-  std::shuffle(lines.begin(), lines.end(), g);
-  std::string text;
-  for (const auto& l : lines) text += l;
-  return write_temp(name, text);
-}
+using namespace test_support;
 
 TEST(hinverse, sparse_inverse_gives_the_focal_block_of_a) {
+  // A random pedigree of 60 animals (the first 12 founders), and the upper triangle of the
+  // inverse of its A written in a shuffled order, some lines given in the lower triangle, as a
+  // solver would leave them.
   const int n = 60;
-  reference::tabular_pedigree ped = random_pedigree(n, 7);
-  linalg::dense_matrix a = reference::tabular_a(ped);
-  std::string path = write_ainv(reference::dense_spd_inverse(a), "ainv1.txt", 3);
+  std::mt19937 g(7);
+  reference::tabular_pedigree ped;
+  ped.parents.resize(n + 1);
+  for (int i = n / 5 + 1; i <= n; ++i) {
+    std::uniform_int_distribution<int> pick(0, i - 1);
+    ped.parents[static_cast<std::size_t>(i)] = {pick(g), pick(g)};
+  }
+  const linalg::dense_matrix a = reference::tabular_a(ped);
+  const linalg::dense_matrix ainv = reference::dense_spd_inverse(a);
+  std::vector<std::string> rows;
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i <= j; ++i)
+      if (std::fabs(ainv(i, j)) > 1e-13) {
+        const bool lower = g() % 3 == 0;
+        char buf[96];
+        std::snprintf(buf, sizeof buf, "%d %d %.17g\n", lower ? j + 1 : i + 1, lower ? i + 1 : j + 1, ainv(i, j));
+        rows.emplace_back(buf);
+      }
+  std::shuffle(rows.begin(), rows.end(), g);
+  std::string text;
+  for (const auto& l : rows) text += l;
   // Two focal sets, not sorted, far apart in the pedigree so that some pairs are not in the
   // pattern of A-inverse itself.
-  std::vector<std::vector<int>> sets{{55, 3, 41, 60, 12}, {7}};
-  auto out = focal_relationships_from_inverse(path, n, sets, {});
+  const std::vector<std::vector<int>> sets{{55, 3, 41, 60, 12}, {7}};
+  const auto out = focal_relationships_from_inverse(write_temp("ainv1.txt", text), n, sets, {});
   ASSERT_EQ(out.size(), 2u);
   for (std::size_t s = 0; s < sets.size(); ++s)
     for (std::size_t i = 0; i < sets[s].size(); ++i)
@@ -72,96 +57,53 @@ TEST(hinverse, sparse_inverse_gives_the_focal_block_of_a) {
             << "set " << s << " (" << i << "," << j << ")";
 }
 
-TEST(hinverse, a_pair_given_twice_is_summed) {
-  std::string path = write_temp("ainv2.txt", "1 1 2.0\n1 1 2.0\n2 2 0.5\n");
-  auto out = focal_relationships_from_inverse(path, 2, {{1, 2}}, {});
+TEST(hinverse, a_pair_given_twice_is_summed_and_blank_lines_are_skipped) {
+  const std::string path = write_temp("ainv2.txt", "1 1 2.0\n\n1 1 2.0\n2 2 0.5\n");
+  EXPECT_EQ(count_hinverse_elements(path, 2), 3);
+  const auto out = focal_relationships_from_inverse(path, 2, {{1, 2}}, {});
   EXPECT_NEAR(out[0](0, 0), 0.25, 1e-14);
   EXPECT_NEAR(out[0](1, 1), 2.0, 1e-14);
   EXPECT_EQ(out[0](0, 1), 0.0);
 }
 
-std::vector<std::string> stop_lines(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const fatal_error& e) {
-    return e.lines();
-  }
-  ADD_FAILURE() << "the run did not stop";
-  return {};
-}
-
-std::string stop_message(const std::string& text, int nlev) {
-  std::string path = write_temp("bad_hinv.txt", text);
-  sparse::sparse_hashm h;
-  sparse::init(h, 64, sparse::hash_storage::upper, nlev);
-  try {
-    read_hinverse(path, nlev, h);
-  } catch (const fatal_error& e) {
-    return e.lines()[0];
-  }
-  return "";
-}
-
-TEST(hinverse, reader_stops_name_the_file_and_line) {
-  std::string dir = ::testing::TempDir();
-  EXPECT_EQ(stop_message("1 1 1.0\n2 x 1.0\n", 5),
-            "Cannot read row, column and value of the inverse relationship matrix: file " + dir + "bad_hinv.txt, line 2");
-  EXPECT_EQ(stop_message("1 1 1.0\n1 2\n", 5),
-            "Cannot read row, column and value of the inverse relationship matrix: file " + dir + "bad_hinv.txt, line 2");
-  EXPECT_EQ(stop_message("1 1 nan\n", 5),
-            "Cannot read row, column and value of the inverse relationship matrix: file " + dir + "bad_hinv.txt, line 1");
-  EXPECT_EQ(stop_message("\n6 1 1.0\n", 5),
-            "Index outside the levels 1..5 of the animal effect: file " + dir + "bad_hinv.txt, line 2");
-  EXPECT_EQ(stop_message("0 1 1.0\n", 5),
-            "Index outside the levels 1..5 of the animal effect: file " + dir + "bad_hinv.txt, line 1");
-  sparse::sparse_hashm h;
-  sparse::init(h, 64, sparse::hash_storage::upper, 5);
-  try {
-    read_hinverse(dir + "no_such_hinv.txt", 5, h);
-    FAIL();
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines()[0], "The inverse relationship matrix file " + dir + "no_such_hinv.txt does not exist");
-  }
-}
-
-TEST(hinverse, the_bad_line_is_shown_below_the_message) {
-  std::string path = write_temp("bad_hinv2.txt", "1 1 1.0\n99999999999 1 1.0\n");
-  sparse::sparse_hashm h;
-  sparse::init(h, 64, sparse::hash_storage::upper, 5);
-  try {
-    read_hinverse(path, 5, h);
-    FAIL();
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines(), (std::vector<std::string>{
-                             "Cannot read row, column and value of the inverse relationship matrix: file " + path + ", line 2",
-                             "  99999999999 1 1.0"}));
-  }
-}
-
-TEST(hinverse, an_empty_or_short_file_stops_before_the_matrix_is_built) {
-  std::string empty = write_temp("ainv_empty.txt", "\n\n");
-  EXPECT_EQ(stop_lines([&] { focal_relationships_from_inverse(empty, 3, {{1, 2}}, {}); }),
-            (std::vector<std::string>{"The inverse relationship matrix file " + empty + " holds no element",
-                                      "It is named by OPTION readHInverse"}));
-  // Two billion levels and two lines: stops at once instead of allocating for two billion.
-  std::string small = write_temp("ainv_small.txt", "1 1 2.0\n2000000000 2000000000 1.0\n");
-  EXPECT_EQ(stop_lines([&] { focal_relationships_from_inverse(small, 2000000000, {{1, 2000000000}}, {}); }),
-            (std::vector<std::string>{
-                "The inverse relationship matrix file " + small +
-                    " holds 2 element(s), fewer than the 2000000000 levels of the animal effect",
-                "A positive definite matrix of that order needs at least a diagonal element for every level"}));
-  EXPECT_EQ(count_hinverse_elements(write_temp("ainv_three.txt", "1 1 2\n\n2 2 1\n1 2 0.5\n"), 2), 3);
+TEST(hinverse, bad_files_stop_naming_the_file_and_line) {
+  const std::string path = ::testing::TempDir() + "bad_hinv.txt";
+  const std::string missing = ::testing::TempDir() + "no_such_hinv.txt";
+  auto read = [](const std::string& text, bool write = true) {
+    return [=] {
+      sparse::sparse_hashm h;
+      sparse::init(h, 64, sparse::hash_storage::upper, 5);
+      read_hinverse(write ? write_temp("bad_hinv.txt", text) : text, 5, h);
+    };
+  };
+  auto focal = [](const std::string& text, int nlev) {
+    return [=] { focal_relationships_from_inverse(write_temp("bad_hinv.txt", text), nlev, {{1, nlev}}, {}); };
+  };
+  const std::string cannot = "Cannot read row, column and value of the inverse relationship matrix: file " + path;
+  const std::string outside = "Index outside the levels 1..5 of the animal effect: file " + path;
+  const std::string file = "The inverse relationship matrix file ";
+  expect_stops({
+      {"not a number", read("1 1 1.0\n2 x 1.0\n"), {cannot + ", line 2", "  2 x 1.0"}},
+      {"two values", read("1 1 1.0\n1 2\n"), {cannot + ", line 2", "  1 2"}},
+      {"not finite", read("1 1 nan\n"), {cannot + ", line 1", "  1 1 nan"}},
+      {"too large", read("1 1 1.0\n99999999999 1 1.0\n"), {cannot + ", line 2", "  99999999999 1 1.0"}},
+      {"row above the levels", read("\n6 1 1.0\n"), {outside + ", line 2", "  6 1 1.0"}},
+      {"column above the levels", read("1 6 1.0\n"), {outside + ", line 1", "  1 6 1.0"}},
+      {"zero", read("0 1 1.0\n"), {outside + ", line 1", "  0 1 1.0"}},
+      {"missing", read(missing, false), {file + missing + " does not exist", "It is named by OPTION readHInverse"}},
+      {"no element", focal("\n\n", 3), {file + path + " holds no element", "It is named by OPTION readHInverse"}},
+      // Two billion levels and two lines: stops at once instead of allocating for two billion.
+      {"fewer than the levels", focal("1 1 2.0\n2000000000 2000000000 1.0\n", 2000000000),
+       {file + path + " holds 2 element(s), fewer than the 2000000000 levels of the animal effect",
+        "A positive definite matrix of that order needs at least a diagonal element for every level"}},
+  });
 }
 
 TEST(hinverse, a_matrix_that_is_not_positive_definite_stops) {
-  std::string path = write_temp("ainv3.txt", "1 1 1.0\n1 2 2.0\n2 2 1.0\n");
-  try {
-    focal_relationships_from_inverse(path, 2, {{1, 2}}, {});
-    FAIL();
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines().front(), "MORLO90 (KELP): An error occurred.");
-    EXPECT_EQ(e.lines().back(), "while inverting the inverse relationship matrix of file " + path);
-  }
+  const std::string path = write_temp("ainv3.txt", "1 1 1.0\n1 2 2.0\n2 2 1.0\n");
+  const lines got = stop_lines([&] { focal_relationships_from_inverse(path, 2, {{1, 2}}, {}); });
+  EXPECT_EQ(got.front(), "MORLO90 (KELP): An error occurred.");
+  EXPECT_EQ(got.back(), "while inverting the inverse relationship matrix of file " + path);
 }
 
 }  // namespace

@@ -1,97 +1,82 @@
-// Tests of focal_relationships: A_focal is the focal block of dense tabular A.
+// Tests of focal_relationships: A_focal is the focal block of the textbook A and of dense
+// tabular A, the same on any number of threads.
 #include "pedigree/focal_relationships.hpp"
 
 #include <gtest/gtest.h>
 
-#include "common/fatal.hpp"
-#include "pedigree/inbreeding.hpp"
-#include "pedigree/renumber.hpp"
 #include "pedigree_fixtures.hpp"
 
 using namespace ventrel::pedigree;
 namespace fx = pedigree_fixtures;
+using namespace ventrel::test_support;
 
 namespace {
 
-ventrel::linalg::dense_matrix focal(const pedigree_table& ped, std::int32_t nupg,
-                                    const std::vector<double>& gamma,
+ventrel::linalg::dense_matrix focal(const pedigree_table& ped, std::int32_t nupg, const std::vector<double>& gamma,
                                     const std::vector<std::int32_t>& animals, int threads) {
-  const std::int32_t n = static_cast<std::int32_t>(ped.size()) - 1;
-  std::vector<std::int32_t> perm;
-  renumber_pedigree(ped, nupg, perm);
-  const pedigree_table sorted = sorted_pedigree(ped, perm, nupg);
-  std::vector<double> inb;
-  compute_inbreeding(ped, inb, {}, group_info{nupg, gamma}, perm);
-  std::vector<double> inb_sorted(inb.size(), 0.0);
-  for (std::int32_t i = 1; i <= n; ++i)
-    inb_sorted[static_cast<std::size_t>(perm[static_cast<std::size_t>(i)])] =
-        inb[static_cast<std::size_t>(i)];
-  for (std::size_t k = static_cast<std::size_t>(n) + 1; k < inb.size(); ++k) inb_sorted[k] = inb[k];
-  testing::internal::CaptureStdout();
-  ventrel::linalg::dense_matrix a =
-      focal_relationships(n, sorted, inb_sorted, perm, group_info{nupg, gamma}, animals, threads);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Create A for the focal animals using Colleau\n");
+  const fx::sorted_view v = fx::sort_with_inbreeding(ped, nupg, gamma);
+  ventrel::linalg::dense_matrix a;
+  EXPECT_EQ(captured_stdout([&] {
+              a = focal_relationships(v.n, v.ped_sorted, v.inb_sorted, v.perm, group_info{nupg, gamma}, animals,
+                                      threads);
+            }),
+            "Create A for the focal animals using Colleau\n");
   return a;
 }
 
-void expect_focal_block(const pedigree_table& ped, std::int32_t nupg, const std::vector<double>& gamma,
-                        const std::vector<std::int32_t>& animals, int threads) {
-  const ventrel::linalg::dense_matrix a = focal(ped, nupg, gamma, animals, threads);
-  const ventrel::linalg::dense_matrix ref = ventrel::reference::tabular_a(fx::to_reference(ped, nupg, gamma));
+// A_focal(k,j) = ref(a_k, a_j) for animals 1..n, exactly symmetric.
+template <class Ref>
+void expect_focal_block(const ventrel::linalg::dense_matrix& a, const std::vector<std::int32_t>& animals, Ref ref) {
   const int m = static_cast<int>(animals.size());
   ASSERT_EQ(a.rows, m);
   ASSERT_EQ(a.cols, m);
   for (int k = 0; k < m; ++k)
     for (int j = 0; j < m; ++j) {
-      EXPECT_NEAR(a(k, j),
-                  ref(animals[static_cast<std::size_t>(k)] - 1, animals[static_cast<std::size_t>(j)] - 1),
-                  1e-10);
+      EXPECT_NEAR(a(k, j), ref(animals[static_cast<std::size_t>(k)], animals[static_cast<std::size_t>(j)]), 1e-10)
+          << k << "," << j;
       EXPECT_EQ(a(k, j), a(j, k));
     }
 }
 
 }  // namespace
 
-TEST(focal_relationships, textbook_block) { expect_focal_block(fx::textbook(), 0, {}, {6, 2, 5}, 1); }
-
-TEST(focal_relationships, one_focal_animal_gives_one_plus_f) {
-  const ventrel::linalg::dense_matrix a = focal(fx::textbook(), 0, {}, {5}, 2);
-  ASSERT_EQ(a.rows, 1);
-  EXPECT_DOUBLE_EQ(a(0, 0), 1.125);
+TEST(focal_relationships, textbook_blocks) {
+  auto textbook = [](std::int32_t i, std::int32_t j) { return fx::textbook_a[i - 1][j - 1]; };
+  const std::vector<std::vector<std::int32_t>> sets = {{6, 2, 5}, {5}, {4, 4, 1, 3, 6, 2, 5}};
+  for (const std::vector<std::int32_t>& animals : sets)
+    for (int threads : {1, 2}) expect_focal_block(focal(fx::textbook(), 0, {}, animals, threads), animals, textbook);
 }
 
-TEST(focal_relationships, matches_tabular_on_random_pedigrees_with_groups) {
-  for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+TEST(focal_relationships, matches_tabular_with_groups_metafounders_and_a_studbook) {
+  struct row {
+    pedigree_table ped;
+    std::int32_t nupg;
+    std::vector<double> gamma;
+    std::vector<std::int32_t> animals;  // repeats allowed
+    int threads;
+  };
+  std::vector<row> rows;
+  for (std::uint64_t seed = 1; seed <= 18; ++seed) {
+    const bool mf = seed > 10;  // seeds 11 to 18: metafounders
     fx::random_options o;
-    o.n = 200;
-    o.nupg = seed % 2 ? 3 : 0;
-    const pedigree_table ped = fx::random_pedigree(seed, o);
-    std::vector<std::int32_t> animals;
-    fx::lcg r(seed);
-    for (int k = 0; k < 23; ++k) animals.push_back(1 + r.below(o.n));  // repeats allowed
-    expect_focal_block(ped, o.nupg, {}, animals, 1 + static_cast<int>(seed % 3));
+    o.n = mf ? 150 : 200;
+    o.nupg = mf ? 2 + static_cast<std::int32_t>(seed % 3) : (seed % 2 ? 3 : 0);
+    o.unknown = mf ? 0.3 : 0.2;
+    row r{fx::random_pedigree(seed, o), o.nupg, mf ? fx::random_gamma(o.nupg, seed) : std::vector<double>{}, {},
+          mf ? 2 : 1 + static_cast<int>(seed % 3)};
+    fx::lcg g(seed);
+    for (int k = 0; k < (mf ? 17 : 23); ++k) r.animals.push_back(1 + g.below(o.n));
+    rows.push_back(std::move(r));
   }
-}
-
-TEST(focal_relationships, matches_tabular_with_metafounders) {
-  for (std::uint64_t seed = 1; seed <= 8; ++seed) {
-    fx::random_options o;
-    o.n = 150;
-    o.nupg = 2 + static_cast<std::int32_t>(seed % 3);
-    o.unknown = 0.3;
-    const pedigree_table ped = fx::random_pedigree(seed, o);
-    std::vector<std::int32_t> animals;
-    fx::lcg r(seed + 50);
-    for (int k = 0; k < 17; ++k) animals.push_back(1 + r.below(o.n));
-    expect_focal_block(ped, o.nupg, fx::random_gamma(o.nupg, seed), animals, 2);
+  rows.push_back({fx::studbook("dorcas"), 0, {}, {}, 2});
+  for (std::int32_t a = 1279; a > 1150; a -= 3) rows.back().animals.push_back(a);
+  for (std::size_t k = 0; k < rows.size(); ++k) {
+    SCOPED_TRACE(k);
+    const row& r = rows[k];
+    const ventrel::linalg::dense_matrix ref = ventrel::reference::tabular_a(fx::to_reference(r.ped, r.nupg, r.gamma));
+    expect_focal_block(focal(r.ped, r.nupg, r.gamma, r.animals, r.threads), r.animals,
+                       [&](std::int32_t i, std::int32_t j) { return ref(i - 1, j - 1); });
   }
-}
-
-TEST(focal_relationships, matches_tabular_on_a_studbook) {
-  const pedigree_table ped = fx::studbook("dorcas");
-  std::vector<std::int32_t> animals;
-  for (std::int32_t a = 1279; a > 1150; a -= 3) animals.push_back(a);
-  expect_focal_block(ped, 0, {}, animals, 2);
 }
 
 TEST(focal_relationships, same_matrix_for_any_thread_count) {
@@ -106,10 +91,7 @@ TEST(focal_relationships, same_matrix_for_any_thread_count) {
 }
 
 TEST(focal_relationships, focal_animal_outside_the_pedigree_stops) {
-  try {
-    focal(fx::textbook(), 0, {}, {2, 7}, 1);
-    FAIL() << "no stop";
-  } catch (const ventrel::fatal_error& e) {
-    EXPECT_EQ(e.lines().front(), "Focal animal 7 is not in the pedigree (animals 1 to 6)");
-  }
+  for (std::int32_t bad : {7, 0})
+    EXPECT_EQ(stop_lines([&] { focal(fx::textbook(), 0, {}, {2, bad}, 1); }),
+              lines{"Focal animal " + std::to_string(bad) + " is not in the pedigree (animals 1 to 6)"});
 }

@@ -1,28 +1,26 @@
 // Pedigrees for the pedigree tests: random ones (close inbreeding, unknown parents, groups,
-// selfing), the studbooks of the shared data, the textbook example, and the conversion to the
-// dense tabular reference.
+// selfing), the studbooks of the shared data, the textbook example with its relationship matrix,
+// the conversion to the dense tabular reference, and the parents-first view of a pedigree.
 #pragma once
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <numeric>
 #include <string>
 #include <vector>
 
+#include "pedigree/inbreeding.hpp"
 #include "pedigree/pedigree_types.hpp"
 #include "pedigree/read_pedigree.hpp"
+#include "pedigree/renumber.hpp"
 #include "reference/tabular_a.hpp"
+#include "support/test_support.hpp"
 
 namespace pedigree_fixtures {
 
-using ventrel::pedigree::parents;
-using ventrel::pedigree::pedigree_table;
+using namespace ventrel::pedigree;
+using namespace ventrel::test_support;
 
 struct lcg {
   std::uint64_t s;
@@ -108,54 +106,55 @@ inline ventrel::reference::tabular_pedigree to_reference(const pedigree_table& p
   return t;
 }
 
-inline std::string shared_path(const std::string& rel) { return std::string(VENTREL_SHARED_DIR) + "/" + rel; }
-
-inline pedigree_table read_file(const std::string& path) {
-  const auto c = ventrel::pedigree::count_pedigree(path);
-  pedigree_table ped;
-  ventrel::pedigree::read_pedigree(path, c.n, false, ped);
-  return ped;
+// Sire and dam codes of elements 0, 1, 2, ... in one row, for comparisons that print well.
+inline std::vector<std::int32_t> flat(const pedigree_table& ped) {
+  std::vector<std::int32_t> v;
+  for (const parents& p : ped) v.insert(v.end(), {p.sire, p.dam});
+  return v;
 }
+
+inline std::string shared_path(const std::string& rel) { return std::string(VENTREL_SHARED_DIR) + "/" + rel; }
 
 inline const char* const studbooks[] = {"arrui", "atlas", "dama", "dorcas"};
 
 inline pedigree_table studbook(const std::string& name) {
-  return read_file(shared_path("data/studbooks/" + name + ".ped"));
+  const std::string path = shared_path("data/studbooks/" + name + ".ped");
+  pedigree_table ped;
+  read_pedigree(path, count_pedigree(path).n, false, ped);
+  return ped;
 }
 
-// The six animals of the textbook example.
+// The six animals of the textbook example, their inbreeding coefficients (element 0 = 0) and
+// their relationship matrix (row-major); the same pedigree with every unknown parent replaced
+// by one metafounder (code 7) whose self-relationship is 0.2, and its coefficients (element 7 =
+// the metafounder's own, Gamma/2).
 inline pedigree_table textbook() { return {{0, 0}, {0, 0}, {0, 0}, {1, 2}, {1, 0}, {4, 3}, {5, 2}}; }
+inline const std::vector<double> textbook_f = {0, 0, 0, 0, 0, 0.125, 0.125};
+inline const double textbook_a[6][6] = {
+    {1.0, 0.0, 0.5, 0.5, 0.5, 0.25},          {0.0, 1.0, 0.5, 0.0, 0.25, 0.625},
+    {0.5, 0.5, 1.0, 0.25, 0.625, 0.5625},     {0.5, 0.0, 0.25, 1.0, 0.625, 0.3125},
+    {0.5, 0.25, 0.625, 0.625, 1.125, 0.6875}, {0.25, 0.625, 0.5625, 0.3125, 0.6875, 1.125}};
+inline pedigree_table textbook_mf() { return {{0, 0}, {7, 7}, {7, 7}, {1, 2}, {1, 7}, {4, 3}, {5, 2}}; }
+inline const std::vector<double> textbook_mf_f = {0, 0.1, 0.1, 0.1, 0.1, 0.2125, 0.2125, 0.1};
 
-// A temporary folder, removed with its files at the end of the test.
-struct temp_dir {
-  std::filesystem::path path;
-  temp_dir() {
-    std::string t = (std::filesystem::temp_directory_path() / "ventrel_pedigree_XXXXXX").string();
-    path = mkdtemp(t.data());
-  }
-  ~temp_dir() { std::filesystem::remove_all(path); }
-  std::string file(const std::string& name, const std::string& text) const {
-    const std::string p = (path / name).string();
-    std::ofstream(p) << text;
-    return p;
-  }
-};
-
-}  // namespace pedigree_fixtures
-
-#include "pedigree/inbreeding.hpp"
-
-namespace pedigree_fixtures {
+// Inbreeding by compute_inbreeding with the given method, groups, threads and selfing file.
+inline std::vector<double> inbreeding(const pedigree_table& ped, int method, std::int32_t nupg = 0,
+                                      const std::vector<double>& gamma = {}, int nthreads = 0,
+                                      const std::string& self_generations_file = {}) {
+  inbreeding_options opt;
+  opt.method = method;
+  opt.nthreads = nthreads;
+  opt.self_generations_file = self_generations_file;
+  std::vector<double> inb;
+  compute_inbreeding(ped, inb, opt, group_info{nupg, gamma});
+  return inb;
+}
 
 // Largest |F(method) - F(tabular reference)| over the animals, with the groups' own entries
 // checked too (0 for unknown parent groups, Gamma(k,k)/2 for metafounders).
 inline double inbreeding_error(const pedigree_table& ped, int method, std::int32_t nupg = 0,
                                const std::vector<double>& gamma = {}, int nthreads = 0) {
-  ventrel::pedigree::inbreeding_options opt;
-  opt.method = method;
-  opt.nthreads = nthreads;
-  std::vector<double> inb;
-  ventrel::pedigree::compute_inbreeding(ped, inb, opt, ventrel::pedigree::group_info{nupg, gamma});
+  const std::vector<double> inb = inbreeding(ped, method, nupg, gamma, nthreads);
   const std::vector<double> ref = ventrel::reference::tabular_inbreeding(to_reference(ped, nupg, gamma));
   const std::int32_t n = static_cast<std::int32_t>(ped.size()) - 1;
   if (inb.size() != static_cast<std::size_t>(n + nupg + 1)) return 1e300;
@@ -167,6 +166,30 @@ inline double inbreeding_error(const pedigree_table& ped, int method, std::int32
     err = std::max(err, std::abs(inb[static_cast<std::size_t>(n + k)] - want));
   }
   return err;
+}
+
+// A pedigree in parents-first order as the pedigree phase keeps it: the order, the pedigree by
+// position, and the inbreeding coefficients by code (positions 1..n, then the groups).
+struct sorted_view {
+  std::int32_t n = 0;
+  std::vector<std::int32_t> perm;
+  pedigree_table ped_sorted;
+  std::vector<double> inb_sorted;
+};
+
+inline sorted_view sort_with_inbreeding(const pedigree_table& ped, std::int32_t nupg = 0,
+                                        const std::vector<double>& gamma = {}) {
+  sorted_view v;
+  v.n = static_cast<std::int32_t>(ped.size()) - 1;
+  renumber_pedigree(ped, nupg, v.perm);
+  v.ped_sorted = sorted_pedigree(ped, v.perm, nupg);
+  std::vector<double> inb;
+  compute_inbreeding(ped, inb, {}, group_info{nupg, gamma}, v.perm);
+  v.inb_sorted = inb;
+  for (std::int32_t i = 1; i <= v.n; ++i)
+    v.inb_sorted[static_cast<std::size_t>(v.perm[static_cast<std::size_t>(i)])] =
+        inb[static_cast<std::size_t>(i)];
+  return v;
 }
 
 }  // namespace pedigree_fixtures

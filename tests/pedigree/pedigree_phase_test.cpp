@@ -1,302 +1,253 @@
-// Tests of read_pedigree_phase: its messages, the inbreeding paths and the focal variance.
+// Tests of read_pedigree_phase: the focal variance and inbreeding by focal_var, external
+// inbreeding, groups and metafounders, the options passed on, the stops, and A_focal from the
+// phase's arrays.
 #include "pedigree/pedigree_phase.hpp"
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
 
-#include "common/fatal.hpp"
 #include "pedigree_fixtures.hpp"
 
 using namespace ventrel::pedigree;
 namespace fx = pedigree_fixtures;
+using namespace ventrel::test_support;
 
 namespace {
 
 const char* const textbook_file = "1 0 0\n2 0 0\n3 1 2\n4 1 0\n5 4 3\n6 5 2\n";
+const char* const textbook_mf_file = "1 7 7\n2 7 7\n3 1 2\n4 1 7\n5 4 3\n6 5 2\n";  // metafounder 7
+
+// Writes a file in the working folder and returns its name.
+std::string put(const std::string& name, const std::string& text) {
+  std::ofstream(name, std::ios::binary) << text;
+  return name;
+}
+
+using edit_fn = std::function<void(pedigree_phase_input&)>;
 
 struct run_result {
   pedigree_phase_result r;
-  std::string out;
+  std::string out;  // what the phase printed
 };
 
-run_result run(const pedigree_phase_input& in, std::vector<focal_view>& sets) {
-  testing::internal::CaptureStdout();
+// The phase on the textbook pedigree (file "ped" of the working folder), two traits of genetic
+// variances 10 and 4, after edit has changed the input.
+run_result phase(std::vector<focal_view>& sets, const edit_fn& edit) {
+  pedigree_phase_input in;
+  in.pedigree_file = put("ped", textbook_file);
+  in.ntrait = 2;
+  in.genetic_variance = {10.0, 4.0};
+  if (edit) edit(in);
   run_result rr;
-  try {
-    rr.r = read_pedigree_phase(in, sets);
-  } catch (...) {
-    testing::internal::GetCapturedStdout();
-    throw;
-  }
-  rr.out = testing::internal::GetCapturedStdout();
+  rr.out = captured_stdout([&] { rr.r = read_pedigree_phase(in, sets); });
   return rr;
 }
 
-std::string fatal_text(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const ventrel::fatal_error& e) {
-    return e.what();
-  }
-  return "(no stop)";
-}
-
-pedigree_phase_input textbook_input(const fx::temp_dir& t) {
-  pedigree_phase_input in;
-  in.pedigree_file = t.file("ped", textbook_file);
-  in.ntrait = 2;
-  in.genetic_variance = {10.0, 4.0};
-  in.ranolt_inb = (t.path / "ranolt.inb").string();
-  return in;
+void metafounders(pedigree_phase_input& in) {
+  in.pedigree_file = put("ped", textbook_mf_file);
+  in.groups_allowed = true;
+  in.gamma = ventrel::linalg::dense_matrix(1, 1);
+  in.gamma(0, 0) = 0.2;
 }
 
 }  // namespace
 
-TEST(pedigree_phase, computes_inbreeding_and_the_focal_variance_per_trait) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", std::string(textbook_file) + "     ");  // blanks trimmed
-  std::vector<focal_view> sets = {{{5, 6, 1, 2}, {}, {1, 2}}, {{6}, {}, {2}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(rr.out, "Reading and renumbering pedigree\nDone\n");
-  EXPECT_EQ(sets[0].inbreeding, (std::vector<double>{0.125, 0.125, 0.0, 0.0}));
-  EXPECT_EQ(sets[1].inbreeding, (std::vector<double>{0.125}));
-  ASSERT_EQ(rr.r.gvar_focal.size(), 2u);
-  EXPECT_DOUBLE_EQ(rr.r.gvar_focal[0], (1 - 0.0625) * 10.0);
-  EXPECT_DOUBLE_EQ(rr.r.gvar_focal[1], (1 - 0.125) * 4.0);  // the later set wins
-  EXPECT_TRUE(rr.r.inbreeding_complete);
-  EXPECT_EQ(rr.r.n, 6);
-  EXPECT_EQ(rr.r.nupg, 0);
-  for (std::int32_t i = 1; i <= 6; ++i)
-    EXPECT_EQ(rr.r.inb_sorted[static_cast<std::size_t>(rr.r.perm[static_cast<std::size_t>(i)])],
-              rr.r.inb[static_cast<std::size_t>(i)]);
+TEST(pedigree_phase, focal_variance_and_inbreeding_by_focal_var_and_inbreeding_source) {
+  struct row {
+    std::string name;
+    edit_fn edit;
+    std::vector<focal_view> sets;
+    std::string out;                          // printed after "Reading and renumbering pedigree\nDone\n"
+    std::vector<std::vector<double>> set_f;   // each set's inbreeding
+    std::vector<double> gvar;                 // per trait
+    std::vector<double> inb;                  // by number, groups included; zeros when not complete
+    bool complete;
+    double tol = 0.0;                         // on the coefficients
+  };
+  const std::vector<double> none(7, 0.0);
+  const std::vector<row> rows = {
+      {"inb: computed, the later set wins; blanks after the file name",
+       [](auto& in) { in.pedigree_file = put("ped", std::string(textbook_file) + "   \n") + "   "; },
+       {{{5, 6, 1, 2}, {}, {1, 2}}, {{6}, {}, {2}}}, "", {{0.125, 0.125, 0.0, 0.0}, {0.125}},
+       {(1 - 0.0625) * 10.0, (1 - 0.125) * 4.0}, fx::textbook_f, true},
+      {"usr", [](auto& in) { in.focal_var = "usrxyz"; in.user_gvar = {3.0, 5.0}; }, {{{5}, {}, {1}}},
+       "Genetic variance of focal animals provided by the user\n", {{}}, {3.0, 5.0}, none, false},
+      {"usr with relationships needed: computed silently",
+       [](auto& in) { in.focal_var = "usr"; in.user_gvar = {3.0, 5.0}; in.relationships_needed = true; },
+       {{{5}, {}, {1}}}, "Genetic variance of focal animals provided by the user\n", {{}}, {3.0, 5.0},
+       fx::textbook_f, true},
+      {"another word", [](auto& in) { in.focal_var = "abc"; }, {{{5}, {}, {1}}}, "", {{}}, {0.0, 0.0}, none, false},
+      {"external file missing",
+       [](auto& in) { in.read_external_inbreeding = true; in.external_inbreeding_file = "my.inb   "; },
+       {{{5, 6}, {}, {1, 2}}},
+       "my.inb does not exist\nGenetic variance of focal animals assumed equal to the genetic variance\n",
+       {{0.0, 0.0}}, {10.0, 4.0}, none, false},
+      {"external file present: ranolt.inb up to a bad line, the last value kept",
+       [](auto& in) {
+         in.read_external_inbreeding = true;
+         in.external_inbreeding_file = put("my.inb", "only tested for existence\n");
+         put("ranolt.inb", "A5 0.3 5\nA6 0.2 6\nA5 0.1 5\nnot a line\nA6 0.9 6\n");
+       },
+       {{{5, 6}, {}, {1}}}, "Genetic variance of focal animals calculated as genetic variance * (1-mean(f))\n",
+       {{0.1, 0.2}}, {(1 - 0.15) * 10.0, 0.0}, {0, 0, 0, 0, 0, 0.1, 0.2}, true},
+      {"groups counted from the largest code; the external file ignored",
+       [](auto& in) {
+         in.pedigree_file = put("ped", "1 7 8\n2 8 7\n3 1 2\n4 1 8\n5 4 3\n6 5 2\n");
+         in.groups_allowed = in.read_external_inbreeding = true;
+         in.external_inbreeding_file = put("my.inb", "x\n");
+       },
+       {{{5, 6}, {}, {1}}}, "", {{0.125, 0.125}}, {(1 - 0.125) * 10.0, 0.0}, {0, 0, 0, 0, 0, 0.125, 0.125, 0, 0},
+       true},
+      {"metafounders", metafounders, {{{1, 5, 6}, {}, {1}}}, "", {{0.1, 0.2125, 0.2125}},
+       {(1 - 0.525 / 3) * 10.0, 0.0}, fx::textbook_mf_f, true, 1e-15},
+      {"method 7 with its selfing file",
+       [](auto& in) { in.inbreeding_method = 7; in.self_generations_file = put("self", "6 1\n"); },
+       {{{6}, {}, {1}}}, "", {{0.5625}}, {(1 - 0.5625) * 10.0, 0.0}, {0, 0, 0, 0, 0, 0.125, 0.5625}, true},
+      {"method 9 with its file of coefficients",
+       [](auto& in) {
+         metafounders(in);
+         in.inbreeding_method = 9;
+         in.inb_mf_file = put("mf.txt", "1 0.1\n2 0.1\n3 0.3\n4 0.1\n5 0.2\n6 0.25\n");
+       },
+       {{{6}, {}, {1}}}, "", {{0.25}}, {(1 - 0.25) * 10.0, 0.0}, {0, 0.1, 0.1, 0.3, 0.1, 0.2, 0.25, 0.1}, true},
+  };
+  auto expect_values = [](const std::vector<double>& got, const std::vector<double>& want, double tol) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t k = 0; k < want.size(); ++k) EXPECT_NEAR(got[k], want[k], tol) << k;
+  };
+  for (const row& c : rows) {
+    SCOPED_TRACE(c.name);
+    scoped_work_dir w;
+    std::vector<focal_view> sets = c.sets;
+    const run_result rr = phase(sets, c.edit);
+    const pedigree_phase_result& r = rr.r;
+    EXPECT_EQ(rr.out, "Reading and renumbering pedigree\nDone\n" + c.out);
+    for (std::size_t s = 0; s < sets.size(); ++s) expect_values(sets[s].inbreeding, c.set_f[s], c.tol);
+    ASSERT_EQ(r.gvar_focal.size(), 2u);
+    for (std::size_t t = 0; t < 2; ++t) EXPECT_DOUBLE_EQ(r.gvar_focal[t], c.gvar[t]) << t;
+    expect_values(r.inb, c.inb, c.tol);
+    EXPECT_EQ(r.inbreeding_complete, c.complete);
+    // Renumbered in any case; the sorted arrays follow the order.
+    EXPECT_EQ(r.n, 6);
+    EXPECT_EQ(r.nupg, static_cast<std::int32_t>(c.inb.size()) - 7);
+    ASSERT_EQ(r.perm.size(), 7u);
+    ASSERT_EQ(r.ped_sorted.size(), c.inb.size());
+    ASSERT_EQ(r.inb_sorted.size(), c.inb.size());
+    EXPECT_TRUE(parents_first(r.ped_sorted, 6));
+    for (std::int32_t i = 1; i < static_cast<std::int32_t>(c.inb.size()); ++i)
+      EXPECT_EQ(r.inb_sorted[static_cast<std::size_t>(i <= 6 ? r.perm[static_cast<std::size_t>(i)] : i)],
+                r.inb[static_cast<std::size_t>(i)]);
+  }
 }
 
-TEST(pedigree_phase, user_values_keep_inbreeding_uncomputed_but_still_renumber) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.focal_var = "usrxyz";
-  in.user_gvar = {3.0, 5.0};
-  std::vector<focal_view> sets = {{{5}, {}, {1}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(
-      rr.out,
-      "Reading and renumbering pedigree\nDone\nGenetic variance of focal animals provided by the user\n");
-  EXPECT_EQ(rr.r.gvar_focal, (std::vector<double>{3.0, 5.0}));
-  EXPECT_FALSE(rr.r.inbreeding_complete);
-  EXPECT_EQ(rr.r.inb[5], 0.0);
-  EXPECT_EQ(rr.r.perm.size(), 7u);
-  EXPECT_TRUE(sets[0].inbreeding.empty());
+TEST(pedigree_phase, the_method_threads_and_verbosity_reach_renumbering_and_inbreeding) {
+  scoped_work_dir w;
+  std::vector<focal_view> sets = {{{6}, {}, {1}}};
+  const run_result rr = phase(sets, [](auto& in) { in.inbreeding_method = 6; in.verbosity = 1; in.nthreads = 3; });
+  EXPECT_NE(rr.out.find("    method = renumber within family with lap\n"), std::string::npos) << rr.out;
+  EXPECT_NE(rr.out.find("    method = Hybrid parallel computing\n    number of threads = 3\n"), std::string::npos)
+      << rr.out;
+  EXPECT_EQ(sets[0].inbreeding, (std::vector<double>{0.125}));
 }
 
-TEST(pedigree_phase, relationships_needed_computes_inbreeding_silently) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.focal_var = "usr";
-  in.user_gvar = {3.0, 5.0};
-  in.relationships_needed = true;
-  std::vector<focal_view> sets = {{{5}, {}, {1}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(
-      rr.out,
-      "Reading and renumbering pedigree\nDone\nGenetic variance of focal animals provided by the user\n");
-  EXPECT_TRUE(rr.r.inbreeding_complete);
-  EXPECT_EQ(rr.r.inb[5], 0.125);
-  EXPECT_EQ(rr.r.inb_sorted[static_cast<std::size_t>(rr.r.perm[6])], 0.125);
-  EXPECT_EQ(rr.r.gvar_focal, (std::vector<double>{3.0, 5.0}));
-}
-
-TEST(pedigree_phase, another_focal_var_word_returns_without_a_message) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.focal_var = "abc";
-  std::vector<focal_view> sets = {{{5}, {}, {1}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(rr.out, "Reading and renumbering pedigree\nDone\n");
-  EXPECT_EQ(rr.r.gvar_focal, (std::vector<double>{0.0, 0.0}));
-}
-
-TEST(pedigree_phase, missing_external_file_assumes_the_genetic_variance) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.read_external_inbreeding = true;
-  in.external_inbreeding_file = (t.path / "my.inb").string() + "   ";
-  std::vector<focal_view> sets = {{{5, 6}, {}, {1, 2}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(rr.out,
-            "Reading and renumbering pedigree\nDone\n" + (t.path / "my.inb").string() +
-                " does not exist\nGenetic variance of focal animals assumed equal to the genetic variance\n");
-  EXPECT_EQ(sets[0].inbreeding, (std::vector<double>{0.0, 0.0}));
-  EXPECT_EQ(rr.r.gvar_focal, (std::vector<double>{10.0, 4.0}));
-}
-
-TEST(pedigree_phase, existing_external_file_reads_ranolt_inb_keeping_the_last_value) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.read_external_inbreeding = true;
-  in.external_inbreeding_file = t.file("my.inb", "this file is only tested for existence\n");
-  t.file("ranolt.inb", "A5 0.3 5\nA6 0.2 6\nA5 0.1 5\nnot a line\nA6 0.9 6\n");
-  std::vector<focal_view> sets = {{{5, 6}, {}, {1}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(rr.out,
-            "Reading and renumbering pedigree\nDone\n"
-            "Genetic variance of focal animals calculated as genetic variance * (1-mean(f))\n");
-  EXPECT_EQ(sets[0].inbreeding, (std::vector<double>{0.1, 0.2}));
-  EXPECT_DOUBLE_EQ(rr.r.gvar_focal[0], (1 - 0.15) * 10.0);
-}
-
-TEST(pedigree_phase, existing_external_file_without_ranolt_inb_stops_naming_it) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.read_external_inbreeding = true;
-  in.external_inbreeding_file = t.file("my.inb", "x 0.1 1\n");
-  std::vector<focal_view> sets = {{{5}, {}, {1}}};
-  const std::string msg = fatal_text([&] { run(in, sets); });
-  EXPECT_EQ(msg.find(in.ranolt_inb + " does not exist"), 0u) << msg;
-}
-
-TEST(pedigree_phase, groups_are_counted_from_the_largest_code_and_the_external_file_is_ignored) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", "1 7 8\n2 8 7\n3 1 2\n4 1 8\n5 4 3\n6 5 2\n");
-  in.groups_allowed = true;
-  in.read_external_inbreeding = true;
-  in.external_inbreeding_file = t.file("my.inb", "x\n");
-  std::vector<focal_view> sets = {{{5, 6}, {}, {1}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(rr.out, "Reading and renumbering pedigree\nDone\n");
-  EXPECT_EQ(rr.r.nupg, 2);
-  EXPECT_EQ(sets[0].inbreeding, (std::vector<double>{0.125, 0.125}));  // groups: unknown parents
-  EXPECT_EQ(rr.r.ped_sorted.size(), 9u);
-  EXPECT_EQ(rr.r.inb_sorted[7], 0.0);
-}
-
-TEST(pedigree_phase, metafounders_use_gamma) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", "1 7 7\n2 7 7\n3 1 2\n4 1 7\n5 4 3\n6 5 2\n");
-  in.groups_allowed = true;
-  in.gamma = ventrel::linalg::dense_matrix(1, 1);
-  in.gamma(0, 0) = 0.2;
-  std::vector<focal_view> sets = {{{1, 5, 6}, {}, {1}}};
-  const run_result rr = run(in, sets);
-  EXPECT_EQ(rr.r.nupg, 1);
-  EXPECT_NEAR(sets[0].inbreeding[0], 0.1, 1e-15);
-  EXPECT_NEAR(sets[0].inbreeding[1], 0.2125, 1e-15);
-  EXPECT_NEAR(sets[0].inbreeding[2], 0.2125, 1e-15);
-  EXPECT_NEAR(rr.r.inb_sorted[7], 0.1, 1e-15);  // the metafounder's own coefficient
-  // A_focal with the metafounder: A(1,1) = 1.1, A(5,5) = 1.2125.
-  testing::internal::CaptureStdout();
-  const ventrel::linalg::dense_matrix a = focal_relationships(rr.r, std::vector<std::int32_t>{1, 5}, 2);
-  testing::internal::GetCapturedStdout();
-  EXPECT_NEAR(a(0, 0), 1.1, 1e-15);
-  EXPECT_NEAR(a(1, 1), 1.2125, 1e-15);
-}
-
-TEST(pedigree_phase, gamma_smaller_than_the_groups_stops) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", "1 7 8\n2 8 7\n");
-  in.groups_allowed = true;
-  in.gamma = ventrel::linalg::dense_matrix(1, 1);
-  in.gamma(0, 0) = 0.2;
+TEST(pedigree_phase, bad_inputs_stop) {
+  auto run = [](edit_fn edit, std::vector<focal_view> sets = {}) {
+    return [=]() mutable {
+      scoped_work_dir w;
+      phase(sets, edit);
+    };
+  };
+  auto ped = [](std::string text, bool groups = false) {
+    return [=](pedigree_phase_input& in) { in.pedigree_file = put("ped", text); in.groups_allowed = groups; };
+  };
+  auto gamma = [](int rows, int cols, std::vector<double> a) {
+    return [=](pedigree_phase_input& in) {
+      in.pedigree_file = put("ped", "1 7 8\n2 8 7\n");
+      in.groups_allowed = true;
+      in.gamma = ventrel::linalg::dense_matrix(rows, cols);
+      in.gamma.a = a;
+    };
+  };
+  auto ranolt = [](std::string text) {
+    return [=](pedigree_phase_input& in) {
+      in.read_external_inbreeding = true;
+      in.external_inbreeding_file = put("my.inb", "x\n");
+      if (!text.empty()) put("ranolt.inb", text);
+    };
+  };
+  const std::string gamma_is = "The metafounders' relationship matrix Gamma is ";
+  expect_stops({
+      {"no file", run([](auto& in) { in.pedigree_file = "nofile"; }), {"There is no such pedigree file: nofile"}},
+      {"no animals", run(ped("0 0 0\n")), {"The pedigree file ped holds no animals"}},
+      {"parent above n", run(ped("1 0 0\n2 1 9\n")),
+       {"Parent code above the number of animals in the pedigree file: 9", "file ped, line 2; the pedigree has 2 *"}},
+      {"animal far beyond", run(ped("1 0 0\n2000000000 1 0\n")),
+       {"The largest animal number in the pedigree file is 2000000000, far more than its 2 lines",
+        "file ped, line 2; the animals must be numbered from 1 to their number"}},
+      {"group far beyond", run(ped("1 0 0\n2 1 2000000000\n", true)),
+       {"The largest parent code in the pedigree file is 2000000000, far more than its 2 lines",
+        "file ped, line 2; groups must be numbered from n+1 to n+nupg"}},
+      {"gamma not square", run(gamma(2, 1, {0.5, 0.1})), {gamma_is + "not square"}},
+      {"gamma not symmetric", run(gamma(2, 2, {0.5, 0.1, 0.2, 0.5})),
+       {gamma_is + "not symmetric: element (2,1) differs from (1,2)"}},
+      {"gamma not positive definite", run(gamma(2, 2, {0.5, 0.6, 0.6, 0.5})), {gamma_is + "not positive definite"}},
+      {"gamma too small", run(gamma(1, 1, {0.2})),
+       {"The pedigree file ped uses group codes up to 8 (6 metafounders after its 2 animals)",
+        "but the metafounders' relationship matrix Gamma is of order 1"}},
+      {"loop", run(ped("1 2 0\n2 1 0\n")), {"Pedigree loop: animal *", "  *"}},
+      {"focal animal", run({}, {{{3, 9}, {}, {1}}}),
+       {"Focal animal 9 is not in the pedigree file ped (animals 1 to 6)"}},
+      {"focal animal after a bad line", run(ped("1 0 0\n2 1 0\nx y z\n3 1 2\n"), {{{3}, {}, {1}}}),
+       {"Focal animal 3 is not in the pedigree file ped (animals 1 to 2)",
+        "The file is read up to line 2: line 3 is not three whole numbers (animal, sire, dam)"}},
+      {"trait", run({}, {{{5}, {}, {3}}}), {"Trait 3 of a focal set is outside 1 to 2"}},
+      {"ranolt.inb missing", run(ranolt("")),
+       {"ranolt.inb does not exist",
+        "The inbreeding coefficients of OPTION ReadExternalInbreeding are read from ranolt.inb"}},
+      {"ranolt.inb above 1", run(ranolt("A5 0.1 5\nA6 1.5 6\n")),
+       {"The inbreeding coefficient of animal 6 is not a number from 0 to 1: 1.5", "file ranolt.inb, line 2"}},
+      {"ranolt.inb NaN", run(ranolt("A5 nan 5\n")),
+       {"The inbreeding coefficient of animal 5 is not a number from 0 to 1: nan", "file ranolt.inb, line 1"}},
+      {"ranolt.inb animal", run(ranolt("A9 0.1 9\n")),
+       {"Animal 9 of the inbreeding file is not in the pedigree (animals 1 to 6)", "file ranolt.inb, line 1"}},
+  });
+  // A gap in the numbers, but a modest one, is read (and method 1 warned of on so many animals).
+  scoped_work_dir w;
   std::vector<focal_view> sets;
-  const std::string msg = fatal_text([&] { run(in, sets); });
-  EXPECT_NE(msg.find("uses group codes up to 8"), std::string::npos) << msg;
-}
-
-TEST(pedigree_phase, gamma_not_symmetric_or_not_positive_definite_stops) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", "1 7 8\n2 8 7\n");
-  in.groups_allowed = true;
-  in.gamma = ventrel::linalg::dense_matrix(2, 2);
-  in.gamma.a = {0.5, 0.1, 0.2, 0.5};
-  std::vector<focal_view> sets;
-  EXPECT_EQ(fatal_text([&] { run(in, sets); }),
-            "The metafounders' relationship matrix Gamma is not symmetric: element (2,1) differs from (1,2)");
-  in.gamma.a = {0.5, 0.6, 0.6, 0.5};
-  EXPECT_EQ(fatal_text([&] { run(in, sets); }),
-            "The metafounders' relationship matrix Gamma is not positive definite");
-}
-
-TEST(pedigree_phase, parent_code_above_n_without_groups_stops) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", "1 0 0\n2 1 9\n");
-  std::vector<focal_view> sets;
-  const std::string msg = fatal_text([&] { run(in, sets); });
-  EXPECT_NE(msg.find("Parent code above the number of animals in the pedigree file: 9"), std::string::npos)
-      << msg;
-  EXPECT_NE(msg.find("line 2"), std::string::npos) << msg;
-}
-
-TEST(pedigree_phase, numbers_far_beyond_the_lines_stop_before_any_allocation) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", "1 0 0\n2000000000 1 0\n");
-  std::vector<focal_view> sets;
-  std::string msg = fatal_text([&] { run(in, sets); });
-  EXPECT_NE(
-      msg.find("The largest animal number in the pedigree file is 2000000000, far more than its 2 lines"),
-      std::string::npos)
-      << msg;
-  EXPECT_NE(msg.find("line 2"), std::string::npos) << msg;
-  in.pedigree_file = t.file("ped", "1 0 0\n2 1 2000000000\n");
-  in.groups_allowed = true;
-  msg = fatal_text([&] { run(in, sets); });
-  EXPECT_NE(msg.find("The largest parent code in the pedigree file is 2000000000"), std::string::npos) << msg;
-  in.pedigree_file = t.file("ped", "1 0 0\n500000 1 0\n");  // a gap, but a modest one: read
-  const run_result rr = run(in, sets);
+  testing::internal::CaptureStderr();
+  const run_result rr = phase(sets, ped("1 0 0\n500000 1 0\n"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "ventrel: warning: inbreeding by \"Meuwissen and Luo (1992)\" on 500000 animals can take many minutes; "
+            "OPTION inbreeding_method 6 gives the same coefficients in seconds\n");
   EXPECT_EQ(rr.r.n, 500000);
   EXPECT_EQ(rr.r.ped[500000].sire, 1);
 }
 
-TEST(pedigree_phase, a_pedigree_loop_stops) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = t.file("ped", "1 2 0\n2 1 0\n");
-  std::vector<focal_view> sets;
-  const std::string msg = fatal_text([&] { run(in, sets); });
-  EXPECT_NE(msg.find("Pedigree loop: animal "), std::string::npos) << msg;
-}
-
-TEST(pedigree_phase, focal_animal_outside_the_pedigree_stops) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  std::vector<focal_view> sets = {{{3, 9}, {}, {1}}};
-  const std::string msg = fatal_text([&] { run(in, sets); });
-  EXPECT_NE(msg.find("Focal animal 9 is not in the pedigree file"), std::string::npos) << msg;
-}
-
-TEST(pedigree_phase, the_chosen_method_and_verbosity_reach_the_inbreeding) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.inbreeding_method = 6;
-  in.verbosity = 1;
-  std::vector<focal_view> sets = {{{6}, {}, {1}}};
-  const run_result rr = run(in, sets);
-  EXPECT_NE(rr.out.find("    method = Hybrid parallel computing\n"), std::string::npos) << rr.out;
-  EXPECT_NE(rr.out.find("    method = renumber within family with lap\n"), std::string::npos) << rr.out;
-  EXPECT_EQ(sets[0].inbreeding, (std::vector<double>{0.125}));
-}
-
-TEST(pedigree_phase, focal_relationships_from_the_phase_is_the_focal_block) {
-  fx::temp_dir t;
-  pedigree_phase_input in = textbook_input(t);
-  in.pedigree_file = fx::shared_path("data/studbooks/atlas.ped");
-  std::vector<focal_view> sets;
-  const run_result rr = run(in, sets);
-  const std::vector<std::int32_t> animals = {948, 900, 512, 947, 3};
-  testing::internal::CaptureStdout();
-  const ventrel::linalg::dense_matrix a = focal_relationships(rr.r, animals, 2);
-  testing::internal::GetCapturedStdout();
-  const ventrel::linalg::dense_matrix ref =
-      ventrel::reference::tabular_a(fx::to_reference(fx::studbook("atlas")));
-  for (int k = 0; k < 5; ++k)
-    for (int j = 0; j < 5; ++j)
-      EXPECT_NEAR(a(k, j),
-                  ref(animals[static_cast<std::size_t>(k)] - 1, animals[static_cast<std::size_t>(j)] - 1),
-                  1e-10);
+TEST(pedigree_phase, focal_relationships_from_the_phase_are_the_focal_block) {
+  // A studbook, and the textbook with a metafounder (its relationships come from Gamma).
+  struct row {
+    edit_fn edit;
+    pedigree_table ped;
+    std::int32_t nupg;
+    std::vector<std::int32_t> animals;
+  };
+  const std::vector<row> rows = {
+      {[](auto& in) { in.pedigree_file = fx::shared_path("data/studbooks/atlas.ped"); }, fx::studbook("atlas"), 0,
+       {948, 900, 512, 947, 3}},
+      {metafounders, fx::textbook_mf(), 1, {1, 5, 6, 3}}};
+  for (const row& c : rows) {
+    const std::vector<std::int32_t>& animals = c.animals;
+    scoped_work_dir w;
+    std::vector<focal_view> sets;
+    const run_result rr = phase(sets, c.edit);
+    ventrel::linalg::dense_matrix a;
+    captured_stdout([&] { a = focal_relationships(rr.r, animals, 2); });
+    const ventrel::linalg::dense_matrix ref = ventrel::reference::tabular_a(
+        fx::to_reference(c.ped, c.nupg, c.nupg > 0 ? std::vector<double>{0.2} : std::vector<double>{}));
+    for (std::size_t k = 0; k < animals.size(); ++k)
+      for (std::size_t j = 0; j < animals.size(); ++j)
+        EXPECT_NEAR(a(static_cast<int>(k), static_cast<int>(j)), ref(animals[k] - 1, animals[j] - 1), 1e-10);
+  }
 }

@@ -1,27 +1,17 @@
-// Tests of renumber_pedigree, generations and sorted_pedigree.
+// Tests of renumber_pedigree, generations, sorted_pedigree and parents_first.
 #include "pedigree/renumber.hpp"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <functional>
+#include <sstream>
 
-#include "common/fatal.hpp"
 #include "pedigree_fixtures.hpp"
 
 using namespace ventrel::pedigree;
 namespace fx = pedigree_fixtures;
+using namespace ventrel::test_support;
 
 namespace {
-
-std::string fatal_text(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const ventrel::fatal_error& e) {
-    return e.what();
-  }
-  return "(no stop)";
-}
 
 // perm must be a permutation of 1..n with every known parent before its progeny.
 void expect_parents_first(const pedigree_table& ped, const std::vector<std::int32_t>& perm) {
@@ -30,60 +20,63 @@ void expect_parents_first(const pedigree_table& ped, const std::vector<std::int3
   std::vector<std::int32_t> sorted(perm.begin() + 1, perm.end());
   std::sort(sorted.begin(), sorted.end());
   for (std::int32_t i = 0; i < n; ++i) ASSERT_EQ(sorted[static_cast<std::size_t>(i)], i + 1);
-  for (std::int32_t i = 1; i <= n; ++i) {
-    for (std::int32_t p : {ped[static_cast<std::size_t>(i)].sire, ped[static_cast<std::size_t>(i)].dam}) {
+  for (std::int32_t i = 1; i <= n; ++i)
+    for (std::int32_t p : {ped[static_cast<std::size_t>(i)].sire, ped[static_cast<std::size_t>(i)].dam})
       if (p >= 1 && p <= n) {
         EXPECT_LT(perm[static_cast<std::size_t>(p)], perm[static_cast<std::size_t>(i)]);
       }
-    }
+}
+
+// The loop stop must name an animal x and show a chain from x, each animal followed by one of
+// its parents, back to x (shortened by "... -> x" when long).
+void expect_loop_stop(const pedigree_table& ped, bool shortened = false) {
+  std::vector<std::int32_t> perm;
+  const lines got = stop_lines([&] { renumber_pedigree(ped, 0, perm); });
+  ASSERT_EQ(got.size(), 2u) << got[0];
+  const std::string tail = " (each animal followed by one of its parents)";
+  ASSERT_TRUE(got[1].starts_with("  ") && got[1].ends_with(tail)) << got[1];
+  std::istringstream chain(got[1].substr(2, got[1].size() - 2 - tail.size()));
+  std::vector<std::int32_t> path;
+  for (std::string word; chain >> word;)
+    if (word == "...") path.push_back(-1);
+    else if (word != "->") path.push_back(std::stoi(word));
+  ASSERT_GE(path.size(), 2u);
+  EXPECT_EQ(got[1].find(" -> ... -> ") != std::string::npos, shortened) << got[1];
+  EXPECT_EQ(got[0], "Pedigree loop: animal " + std::to_string(path[0]) + " is its own ancestor");
+  EXPECT_EQ(path.back(), path[0]);
+  for (std::size_t k = 0; k + 1 < path.size() && path[k + 1] >= 0; ++k) {
+    const parents& p = ped[static_cast<std::size_t>(path[k])];
+    EXPECT_TRUE(p.sire == path[k + 1] || p.dam == path[k + 1]) << got[1];
   }
 }
 
 }  // namespace
 
-TEST(renumber, every_method_puts_parents_first_on_random_pedigrees) {
+TEST(renumber, every_method_puts_parents_first_on_random_pedigrees_and_the_studbooks) {
+  std::vector<std::pair<pedigree_table, std::int32_t>> peds;  // pedigree, groups
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
     fx::random_options o;
     o.n = 200;
     o.nupg = seed % 2 ? 3 : 0;
-    const pedigree_table ped = fx::random_pedigree(seed, o);
+    peds.emplace_back(fx::random_pedigree(seed, o), o.nupg);
+  }
+  for (const char* name : fx::studbooks) peds.emplace_back(fx::studbook(name), 0);
+  for (const auto& [ped, nupg] : peds)
     for (int method : {1, 2, 3, 0, 17}) {
       std::vector<std::int32_t> perm;
-      renumber_pedigree(ped, o.nupg, perm, 0, method);
+      renumber_pedigree(ped, nupg, perm, 0, method);
       expect_parents_first(ped, perm);
     }
-  }
 }
 
-TEST(renumber, every_method_puts_parents_first_on_the_studbooks) {
-  for (const char* name : fx::studbooks) {
-    const pedigree_table ped = fx::studbook(name);
-    for (int method : {1, 2, 3}) {
-      std::vector<std::int32_t> perm;
-      renumber_pedigree(ped, 0, perm, 0, method);
-      expect_parents_first(ped, perm);
-    }
-  }
-}
-
-TEST(renumber, generations_of_the_textbook_pedigree) {
-  const std::vector<std::int32_t> gen = generations(fx::textbook(), 0);
-  EXPECT_EQ(gen, (std::vector<std::int32_t>{0, 1, 1, 2, 2, 3, 4}));
-}
-
-TEST(renumber, method_1_orders_by_generation_then_number) {
+TEST(renumber, orders_of_methods_1_and_2_and_generations) {
+  EXPECT_EQ(generations(fx::textbook(), 0), (std::vector<std::int32_t>{0, 1, 1, 2, 2, 3, 4}));
   // 5 and 2 are founders, 4 = 5 x 2, 1 = 4 x 2, 3 = 5 x 0.
   const pedigree_table ped = {{0, 0}, {4, 2}, {0, 0}, {5, 0}, {5, 2}, {0, 0}};
   std::vector<std::int32_t> perm;
-  renumber_pedigree(ped, 0, perm, 0, 1);
+  renumber_pedigree(ped, 0, perm, 0, 1);  // by generation, then number
   EXPECT_EQ(perm, (std::vector<std::int32_t>{0, 5, 1, 3, 4, 2}));
-}
-
-TEST(renumber, method_2_places_each_animal_after_its_sire_line_then_its_dam_line) {
-  const pedigree_table ped = {{0, 0}, {4, 2}, {0, 0}, {5, 0}, {5, 2}, {0, 0}};
-  std::vector<std::int32_t> perm;
-  renumber_pedigree(ped, 0, perm, 0, 2);
-  // Animal 1 first needs 4 (needs 5, then 2), then 2: order 5, 2, 4, 1, then 3.
+  renumber_pedigree(ped, 0, perm, 0, 2);  // 1 needs 4 (needs 5, then 2), then 2: 5, 2, 4, 1, then 3
   EXPECT_EQ(perm, (std::vector<std::int32_t>{0, 4, 2, 5, 3, 1}));
 }
 
@@ -98,70 +91,48 @@ TEST(renumber, method_3_keeps_full_sibs_together_within_a_generation) {
   EXPECT_EQ(perm[5] + 1, perm[7]);
 }
 
-TEST(renumber, verbose_prints_method_generation_and_time) {
+TEST(renumber, verbose_prints_method_generation_and_time_and_default_is_silent) {
   for (auto [method, label] :
        {std::pair{1, "renumber based on generation"}, std::pair{2, "renumber renumber within family"},
         std::pair{3, "renumber within family with lap"}, std::pair{9, "renumber based on generation"}}) {
     std::vector<std::int32_t> perm;
-    testing::internal::CaptureStdout();
-    renumber_pedigree(fx::textbook(), 0, perm, 1, method);
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out.find(std::string("  - renumbering animal IDs\n    method = ") + label +
-                       "\n  - maximum generation = 4\n"
-                       "  - renumbering done; elapsed time="),
-              0u)
+    const int code = method;
+    const std::string out = captured_stdout([&] { renumber_pedigree(fx::textbook(), 0, perm, 1, code); });
+    EXPECT_TRUE(out.starts_with(std::string("  - renumbering animal IDs\n    method = ") + label +
+                                "\n  - maximum generation = 4\n  - renumbering done; elapsed time="))
         << out;
-    EXPECT_NE(out.find(" sec.\n"), std::string::npos) << out;
+    EXPECT_TRUE(out.ends_with(" sec.\n")) << out;
   }
-}
-
-TEST(renumber, silent_by_default) {
   std::vector<std::int32_t> perm;
-  testing::internal::CaptureStdout();
-  renumber_pedigree(fx::textbook(), 0, perm);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(captured_stdout([&] { renumber_pedigree(fx::textbook(), 0, perm); }), "");
 }
 
-TEST(renumber, an_animal_that_is_its_own_parent_stops) {
-  const pedigree_table ped = {{0, 0}, {0, 0}, {2, 1}};
-  std::vector<std::int32_t> perm;
-  const std::string msg = fatal_text([&] { renumber_pedigree(ped, 0, perm); });
-  EXPECT_NE(msg.find("Pedigree loop: animal 2 is its own ancestor"), std::string::npos) << msg;
-}
-
-TEST(renumber, a_loop_through_several_animals_stops_naming_an_animal_of_the_loop) {
-  // 2 -> 4 -> 6 -> 2 is a loop (each animal's sire); 1, 3, 5 are outside it, 7 descends from it.
-  const pedigree_table ped = {{0, 0}, {0, 0}, {4, 1}, {0, 0}, {6, 3}, {1, 3}, {2, 5}, {6, 1}};
-  for (int method : {1, 2, 3}) {
-    std::vector<std::int32_t> perm;
-    const std::string msg = fatal_text([&] { renumber_pedigree(ped, 0, perm, 0, method); });
-    const bool names_loop_animal = msg.find("Pedigree loop: animal 2 is") != std::string::npos ||
-                                   msg.find("Pedigree loop: animal 4 is") != std::string::npos ||
-                                   msg.find("Pedigree loop: animal 6 is") != std::string::npos;
-    EXPECT_TRUE(names_loop_animal) << msg;
-    EXPECT_NE(msg.find(" -> "), std::string::npos) << msg;
-  }
-}
-
-TEST(renumber, a_long_loop_in_a_large_pedigree_is_found_without_hanging) {
+TEST(renumber, a_pedigree_loop_stops_showing_the_loop) {
+  expect_loop_stop({{0, 0}, {0, 0}, {2, 1}});  // its own parent
+  // 2 -> 4 -> 6 -> 2 (each animal's sire); 1, 3, 5 are outside the loop, 7 descends from it.
+  expect_loop_stop({{0, 0}, {0, 0}, {4, 1}, {0, 0}, {6, 3}, {1, 3}, {2, 5}, {6, 1}});
+  // A loop of some 4000 animals in a large pedigree: found without hanging, shown shortened.
   fx::random_options o;
   o.n = 5000;
   o.shuffle = false;
   pedigree_table ped = fx::random_pedigree(3, o);
   ped[10].dam = 4000;  // 4000 descends from 10 through the chain below
   for (std::int32_t i = 11; i <= 4000; ++i) ped[static_cast<std::size_t>(i)].sire = i - 1;
-  std::vector<std::int32_t> perm;
-  const std::string msg = fatal_text([&] { renumber_pedigree(ped, 0, perm); });
-  EXPECT_NE(msg.find("Pedigree loop: animal "), std::string::npos) << msg;
-  EXPECT_NE(msg.find("... -> "), std::string::npos) << msg;
+  expect_loop_stop(ped, true);
 }
 
 TEST(renumber, parent_codes_outside_animals_and_groups_stop) {
   const pedigree_table ped = {{0, 0}, {0, 0}, {1, 5}};
   std::vector<std::int32_t> perm;
-  const std::string msg = fatal_text([&] { renumber_pedigree(ped, 2, perm); });
-  EXPECT_NE(msg.find("Parent code 5 of animal 2 is outside the pedigree"), std::string::npos) << msg;
-  renumber_pedigree(ped, 3, perm);  // 5 = group 3 of 3
+  expect_stops({
+      {"beyond the groups", [&] { renumber_pedigree(ped, 2, perm); },
+       {"Parent code 5 of animal 2 is outside the pedigree", "(animals 1 to 2, groups 3 to 4)"}},
+      {"no groups", [&] { generations(ped, 0); },
+       {"Parent code 5 of animal 2 is outside the pedigree", "(animals 1 to 2)"}},
+      {"negative", [&] { generations({{0, 0}, {-1, 0}}, 0); },
+       {"Parent code -1 of animal 1 is outside the pedigree", "(animals 1 to 1)"}},
+      {"the last group", [&] { renumber_pedigree(ped, 3, perm); }, {}},
+  });
   expect_parents_first(ped, perm);
 }
 
@@ -175,6 +146,7 @@ TEST(renumber, sorted_pedigree_maps_animals_and_keeps_groups) {
   EXPECT_EQ(s[static_cast<std::size_t>(perm[1])].sire, perm[2]);
   EXPECT_EQ(s[static_cast<std::size_t>(perm[1])].dam, 4);
   EXPECT_EQ(s[static_cast<std::size_t>(perm[2])].dam, 5);
+  EXPECT_EQ(s[static_cast<std::size_t>(perm[3])].sire, perm[1]);
   EXPECT_EQ(s[4].sire, 0);
   EXPECT_EQ(s[5].dam, 0);
   EXPECT_FALSE(parents_first(ped, 3));
