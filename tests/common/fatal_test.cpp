@@ -3,36 +3,30 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace ventrel {
 namespace {
 
-TEST(fatal, braced_literals_are_lines_not_an_iterator_pair) {
+fatal_error caught(const std::function<void()>& f) {
   try {
-    fatal({"first line", "second line"});
+    f();
   } catch (const fatal_error& e) {
-    ASSERT_EQ(e.lines().size(), 2u);
-    EXPECT_EQ(e.lines()[1], "second line");
+    return e;
   }
+  ADD_FAILURE() << "the run did not stop";
+  return fatal_error({});
 }
 
-}  // namespace
-}  // namespace ventrel
-
-namespace ventrel {
-namespace {
-
-TEST(fatal, one_line_and_what) {
-  try {
-    fatal(std::string("only"));
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines(), std::vector<std::string>{"only"});
-    EXPECT_STREQ(e.what(), "only");
-  }
-  try {
-    fatal(std::vector<std::string>{"a", "b"});
-  } catch (const fatal_error& e) {
-    EXPECT_STREQ(e.what(), "a\nb");
-  }
+TEST(fatal, carries_the_lines_as_given_and_joins_them_in_what) {
+  // Braced literals are lines, not an iterator pair.
+  const fatal_error braced = caught([] { fatal({"first line", "second line"}); });
+  EXPECT_EQ(braced.lines(), (std::vector<std::string>{"first line", "second line"}));
+  EXPECT_STREQ(braced.what(), "first line\nsecond line");
+  const fatal_error one = caught([] { fatal(std::string("only")); });
+  EXPECT_EQ(one.lines(), std::vector<std::string>{"only"});
+  EXPECT_STREQ(one.what(), "only");
+  EXPECT_STREQ(caught([] { fatal(std::vector<std::string>{"a", "b"}); }).what(), "a\nb");
 }
 
 }  // namespace

@@ -1,72 +1,64 @@
 // Free-format reading: line reader, field splitting and number parsing.
 #include "common/freeformat.hpp"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cmath>
-#include <cstdio>
-#include <fstream>
-#include <string>
 
-#include "common/fatal.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel {
 namespace {
 
-std::string write_temp(const std::string& name, const std::string& text) {
-  std::string path = ::testing::TempDir() + name;
-  std::ofstream(path, std::ios::binary) << text;
-  return path;
+using test_support::expect_stops;
+using test_support::lines;
+using test_support::write_temp;
+
+// Every line the reader hands out from where it stands.
+lines rest_of(line_reader& r) {
+  lines got;
+  std::string_view line;
+  while (r.next(line)) got.emplace_back(line);
+  return got;
 }
 
 TEST(line_reader, hands_out_lines_with_numbers_and_rewinds) {
-  std::string path = write_temp("lr1.txt", "a b\r\n\nlast without newline");
-  line_reader r(path);
+  line_reader r(write_temp("lr1.txt", "a b\r\n\nlast without newline"));
   std::string_view line;
   ASSERT_TRUE(r.next(line));
   EXPECT_EQ(line, "a b");
   EXPECT_EQ(r.line_number(), 1);
-  ASSERT_TRUE(r.next(line));
-  EXPECT_EQ(line, "");
-  ASSERT_TRUE(r.next(line));
-  EXPECT_EQ(line, "last without newline");
+  EXPECT_EQ(rest_of(r), (lines{"", "last without newline"}));
   EXPECT_EQ(r.line_number(), 3);
-  EXPECT_FALSE(r.next(line));
   r.rewind();
-  ASSERT_TRUE(r.next(line));
-  EXPECT_EQ(line, "a b");
+  EXPECT_EQ(r.line_number(), 0);
+  EXPECT_EQ(rest_of(r), (lines{"a b", "", "last without newline"}));
+  line_reader cr(write_temp("lr2.txt", "a\rb\r\n"), true);  // carriage returns kept when asked
+  EXPECT_EQ(rest_of(cr), lines{"a\rb\r"});
 }
 
-TEST(line_reader, keeps_carriage_returns_when_asked) {
-  std::string path = write_temp("lr2.txt", "a\rb\r\n");
-  line_reader r(path, true);
-  std::string_view line;
-  ASSERT_TRUE(r.next(line));
-  EXPECT_EQ(line, "a\rb\r");
+TEST(line_reader, tiny_buffers_give_the_same_lines) {
+  const std::string path = write_temp("ff_tiny.txt", "first\r\n\nsecond line, longer than the buffer\n\r\nlast\r");
+  for (std::size_t b = 1; b <= 9; ++b) {
+    line_reader r(path, false, b);
+    EXPECT_EQ(rest_of(r), (lines{"first", "", "second line, longer than the buffer", "", "last"})) << b;
+    r.rewind();
+    EXPECT_EQ(rest_of(r).front(), "first");
+  }
 }
 
-TEST(line_reader, reads_lines_longer_than_its_buffer) {
-  std::string longline(3'000'000, 'x');
-  std::string path = write_temp("lr3.txt", "1\n" + longline + "\n2\n");
-  line_reader r(path);
-  std::string_view line;
-  ASSERT_TRUE(r.next(line));
-  ASSERT_TRUE(r.next(line));
-  EXPECT_EQ(line.size(), longline.size());
-  ASSERT_TRUE(r.next(line));
-  EXPECT_EQ(line, "2");
-}
-
-TEST(line_reader, many_lines_across_buffer_refills) {
+TEST(line_reader, reads_lines_longer_than_its_buffer_and_many_lines_across_refills) {
+  line_reader r(write_temp("lr3.txt", "1\n" + std::string(3'000'000, 'x') + "\n2\n"));
+  const lines got = rest_of(r);
+  ASSERT_EQ(got.size(), 3u);
+  EXPECT_EQ(got[1], std::string(3'000'000, 'x'));
+  EXPECT_EQ(got[2], "2");
   std::string text;
   for (int i = 1; i <= 300000; ++i) text += std::to_string(i) + " 0 0\n";
-  std::string path = write_temp("lr4.txt", text);
-  line_reader r(path);
+  line_reader many(write_temp("lr4.txt", text));
   std::string_view line;
   std::int64_t count = 0;
   std::array<std::string_view, 3> f;
-  while (r.next(line)) {
+  while (many.next(line)) {
     ++count;
     ASSERT_EQ(split_fields(line, f), 3u);
     std::int64_t v = 0;
@@ -76,19 +68,28 @@ TEST(line_reader, many_lines_across_buffer_refills) {
   EXPECT_EQ(count, 300000);
 }
 
-TEST(line_reader, missing_file_and_directory_stop_with_their_names) {
-  try {
-    line_reader r("/nonexistent/file.txt");
-    FAIL();
-  } catch (const fatal_error& e) {
-    EXPECT_NE(std::string(e.what()).find("/nonexistent/file.txt"), std::string::npos);
+TEST(line_reader, stops_naming_the_file_it_cannot_open_or_read) {
+  const std::string path = write_temp("ff_long_line.txt", "short\n" + std::string(100, 'x') + "\nafter\n");
+  for (std::size_t buffer : {8, 100}) {  // a line of exactly the limit is read
+    line_reader ok(path, false, buffer, 100);
+    EXPECT_EQ(rest_of(ok)[1].size(), 100u) << buffer;
   }
-  try {
-    line_reader r(::testing::TempDir());
-    FAIL();
-  } catch (const fatal_error& e) {
-    EXPECT_NE(std::string(e.what()).find("is a directory"), std::string::npos);
-  }
+  auto reading = [](const std::string& file, std::size_t max_line = line_reader::default_max_line) {
+    return [=] {
+      line_reader r(file, false, 8, max_line);
+      rest_of(r);
+    };
+  };
+  expect_stops({
+      {"missing", reading("/nonexistent/file.txt"), {"Cannot open file /nonexistent/file.txt: *"}},
+      {"directory", reading(::testing::TempDir()),
+       {"Cannot read file " + ::testing::TempDir() + ": it is a directory"}},
+      // /proc/self/mem opens but fails to read at offset 0 (EIO), even for root.
+      {"read error", reading("/proc/self/mem"), {"Cannot read file /proc/self/mem: *"}},
+      {"line too long", reading(path, 99),
+       {"Cannot read file " + path + ": line 2 is longer than 99 characters",
+        "Is it a text file with one record a line?"}},
+  });
 }
 
 TEST(split_fields, blanks_tabs_and_commas_separate_and_slash_ends) {
@@ -104,52 +105,44 @@ TEST(split_fields, blanks_tabs_and_commas_separate_and_slash_ends) {
 }
 
 TEST(parse_int, accepts_signed_integers_and_rejects_garbage_and_overflow) {
-  std::int64_t v = 0;
-  EXPECT_TRUE(parse_int("+17", v));
-  EXPECT_EQ(v, 17);
-  EXPECT_TRUE(parse_int("-3", v));
-  EXPECT_EQ(v, -3);
-  EXPECT_FALSE(parse_int("1.5", v));
-  EXPECT_FALSE(parse_int("12a", v));
-  EXPECT_FALSE(parse_int("", v));
-  EXPECT_FALSE(parse_int("+", v));
-  std::int32_t w = 0;
-  EXPECT_FALSE(parse_int("2147483648", w));
-  EXPECT_TRUE(parse_int("2147483647", w));
-  EXPECT_FALSE(parse_int("99999999999999999999", v));
-  // Two signs (found by fuzzing).
-  std::int32_t k = 0;
-  EXPECT_FALSE(parse_int("+-8", k));
-  std::int64_t l = 0;
-  EXPECT_FALSE(parse_int("+-8", l));
+  struct row {
+    std::string_view text;
+    bool ok64, ok32;
+    std::int64_t value;
+  };
+  for (const row& r : {row{"+17", true, true, 17}, row{"-3", true, true, -3}, row{"2147483647", true, true, 2147483647},
+                       row{"2147483648", true, false, 2147483648}, row{"1.5", false, false, 0},
+                       row{"12a", false, false, 0}, row{"", false, false, 0}, row{"+", false, false, 0},
+                       row{"+-8", false, false, 0},  // two signs (found by fuzzing)
+                       row{"99999999999999999999", false, false, 0}}) {
+    std::int64_t v = 0;
+    std::int32_t w = 0;
+    EXPECT_EQ(parse_int(r.text, v), r.ok64) << r.text;
+    EXPECT_EQ(parse_int(r.text, w), r.ok32) << r.text;
+    if (r.ok64) {
+      EXPECT_EQ(v, r.value) << r.text;
+    }
+    if (r.ok32) {
+      EXPECT_EQ(w, r.value) << r.text;
+    }
+  }
 }
 
-TEST(parse_real, reads_fortran_forms) {
+TEST(parse_real, reads_fortran_forms_and_rejects_garbage) {
+  const std::vector<std::pair<std::string_view, double>> good{
+      {"1.5d0", 1.5}, {"-2.5D-1", -0.25}, {"+7", 7.0}, {".5", 0.5}, {"3.", 3.0}, {"1e400", INFINITY},
+      {"1e-400", 0.0}, {"-Infinity", -INFINITY}};
+  for (const auto& [text, value] : good) {
+    double v = 1;
+    EXPECT_TRUE(parse_real(text, v)) << text;
+    EXPECT_EQ(v, value) << text;
+  }
   double v = 0;
-  EXPECT_TRUE(parse_real("1.5d0", v));
-  EXPECT_EQ(v, 1.5);
-  EXPECT_TRUE(parse_real("-2.5D-1", v));
-  EXPECT_EQ(v, -0.25);
-  EXPECT_TRUE(parse_real("+7", v));
-  EXPECT_EQ(v, 7.0);
-  EXPECT_TRUE(parse_real(".5", v));
-  EXPECT_EQ(v, 0.5);
-  EXPECT_TRUE(parse_real("3.", v));
-  EXPECT_EQ(v, 3.0);
-  EXPECT_TRUE(parse_real("1e400", v));
-  EXPECT_TRUE(std::isinf(v));
-  EXPECT_TRUE(parse_real("1e-400", v));
-  EXPECT_EQ(v, 0.0);
   EXPECT_TRUE(parse_real("NaN", v));
   EXPECT_TRUE(std::isnan(v));
-  EXPECT_FALSE(parse_real("abc", v));
-  EXPECT_FALSE(parse_real("1.2.3", v));
-  EXPECT_FALSE(parse_real("--1", v));
-  EXPECT_FALSE(parse_real("", v));
-  EXPECT_FALSE(parse_real("1e", v));
   // Out of range and followed by more text: garbage, not infinity or zero (found by fuzzing).
-  EXPECT_FALSE(parse_real("199e3199e", v));
-  EXPECT_FALSE(parse_real("1e-999x", v));
+  for (std::string_view bad : {"abc", "1.2.3", "--1", "", "1e", "199e3199e", "1e-999x"})
+    EXPECT_FALSE(parse_real(bad, v)) << bad;
 }
 
 TEST(excerpt, cuts_long_text_for_messages) {
@@ -163,53 +156,9 @@ TEST(is_directory, tells_directories_from_files) {
   EXPECT_TRUE(is_directory(::testing::TempDir()));
   EXPECT_FALSE(is_directory(write_temp("ff_plain.txt", "x\n")));
   EXPECT_FALSE(is_directory("/nonexistent/dir"));
-}
-
-TEST(line_reader, a_read_error_stops_naming_the_file) {
-  // /proc/self/mem opens but fails to read at offset 0 (EIO), even for root: a file the system
-  // refuses to read.
-  try {
-    line_reader r("/proc/self/mem");
-    std::string_view line;
-    r.next(line);
-    FAIL();
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines()[0].rfind("Cannot read file /proc/self/mem: ", 0), 0u) << e.what();
-  }
-}
-
-TEST(line_reader, tiny_buffers_give_the_same_lines) {
-  const std::string text = "first\r\n\nsecond line, longer than the buffer\n\r\nlast\r";
-  const std::string path = write_temp("ff_tiny.txt", text);
-  const std::vector<std::string> want{"first", "", "second line, longer than the buffer", "", "last"};
-  for (std::size_t b = 1; b <= 9; ++b) {
-    line_reader r(path, false, b);
-    std::vector<std::string> got;
-    std::string_view line;
-    while (r.next(line)) got.emplace_back(line);
-    EXPECT_EQ(got, want) << b;
-    r.rewind();
-    ASSERT_TRUE(r.next(line));
-    EXPECT_EQ(line, "first");
-  }
-}
-
-TEST(line_reader, a_line_beyond_the_limit_stops_naming_it) {
-  const std::string path = write_temp("ff_long_line.txt", "short\n" + std::string(100, 'x') + "\nafter\n");
-  line_reader ok(path, false, 8, 100);  // a line of exactly the limit is read
-  std::string_view line;
-  ASSERT_TRUE(ok.next(line));
-  ASSERT_TRUE(ok.next(line));
-  EXPECT_EQ(line.size(), 100u);
-  line_reader r(path, false, 8, 99);
-  ASSERT_TRUE(r.next(line));
-  try {
-    r.next(line);
-    FAIL();
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines(), (std::vector<std::string>{"Cannot read file " + path + ": line 2 is longer than 99 characters",
-                                                   "Is it a text file with one record a line?"}));
-  }
+  EXPECT_TRUE(file_exists(::testing::TempDir() + "ff_plain.txt"));
+  EXPECT_FALSE(file_exists("/nonexistent/dir"));
+  EXPECT_EQ(at_line("a.txt", 12), "file a.txt, line 12");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace ventrel {
@@ -15,51 +16,41 @@ std::int32_t first_position(const std::vector<std::int32_t>& levels, std::int64_
   return level_index::absent;
 }
 
-void check_against_search(const std::vector<std::int32_t>& levels, const level_index& idx,
-                          std::int64_t top) {
-  std::mt19937 g(5);
-  std::uniform_int_distribution<std::int64_t> any(-3, top + 3);
-  for (std::int32_t l : levels) EXPECT_EQ(idx.find(l), first_position(levels, l)) << l;
-  for (int k = 0; k < 2000; ++k) {
-    std::int64_t l = any(g);
-    EXPECT_EQ(idx.find(l), first_position(levels, l)) << l;
-  }
-}
-
-TEST(level_index, a_direct_table_for_small_levels) {
-  std::vector<std::int32_t> levels{5, 3, 9, 3, 1, 5};
-  level_index idx(levels);
-  EXPECT_TRUE(idx.dense());
-  EXPECT_EQ(idx.max_level(), 9);
-  check_against_search(levels, idx, 12);
-}
-
-TEST(level_index, a_sorted_list_for_few_large_levels) {
-  std::vector<std::int32_t> levels{2147483647, 40, 1000000000, 40, 123456789, 2147483647};
-  level_index idx(levels);
-  EXPECT_FALSE(idx.dense());
-  EXPECT_EQ(idx.find(2147483647), 0);
-  EXPECT_EQ(idx.find(40), 1);
-  EXPECT_EQ(idx.find(41), level_index::absent);
-  EXPECT_EQ(idx.find(std::int64_t{2147483648}), level_index::absent);
-  check_against_search(levels, idx, 2147483647);
-}
-
-TEST(level_index, both_methods_agree_on_random_lists) {
+TEST(level_index, both_methods_agree_with_a_plain_search) {
+  struct row {
+    std::vector<std::int32_t> levels;
+    bool dense;  // a direct table for small levels, a sorted list for few large ones
+  };
+  std::vector<row> rows{{{5, 3, 9, 3, 1, 5}, true},
+                        {{2147483647, 40, 1000000000, 40, 123456789, 2147483647}, false}};
   std::mt19937 g(11);
   for (std::int32_t top : {100, 50000000}) {
     std::uniform_int_distribution<std::int32_t> pick(1, top);
-    std::vector<std::int32_t> levels(300);
-    for (auto& l : levels) l = pick(g);
-    level_index idx(levels);
-    EXPECT_EQ(idx.dense(), top == 100);
-    check_against_search(levels, idx, top);
+    rows.push_back({std::vector<std::int32_t>(300), top == 100});
+    for (auto& l : rows.back().levels) l = pick(g);
+  }
+  // Many repeats of a few large levels: the sorted list must keep each level's first position.
+  std::uniform_int_distribution<std::int32_t> few(0, 19);
+  rows.push_back({std::vector<std::int32_t>(300), false});
+  for (auto& l : rows.back().levels) l = 2000000000 - 1000 * few(g);
+  for (const row& r : rows) {
+    const level_index idx(r.levels);
+    const std::int64_t top = *std::max_element(r.levels.begin(), r.levels.end());
+    EXPECT_EQ(idx.dense(), r.dense) << top;
+    EXPECT_EQ(idx.max_level(), top);
+    for (std::int32_t l : r.levels) EXPECT_EQ(idx.find(l), first_position(r.levels, l)) << l;
+    std::uniform_int_distribution<std::int64_t> any(-3, top + 3);
+    for (int k = 0; k < 2000; ++k) {
+      const std::int64_t l = any(g);
+      EXPECT_EQ(idx.find(l), first_position(r.levels, l)) << l;
+    }
+    for (std::int64_t l : {std::int64_t{0}, top - 1, top + 1})
+      EXPECT_EQ(idx.find(l), first_position(r.levels, l)) << l;
   }
 }
 
 TEST(level_index, levels_below_one_are_not_indexed) {
-  std::vector<std::int32_t> levels{0, -4, 2};
-  level_index idx(levels);
+  const level_index idx(std::vector<std::int32_t>{0, -4, 2});
   EXPECT_EQ(idx.find(0), level_index::absent);
   EXPECT_EQ(idx.find(-4), level_index::absent);
   EXPECT_EQ(idx.find(2), 2);

@@ -1,7 +1,7 @@
 // Cholesky factorisation through LAPACK.
 #include "linalg/cholesky.hpp"
 
-#include <gtest/gtest.h>
+#include "support/test_support.hpp"
 
 namespace ventrel::linalg {
 namespace {
@@ -33,6 +33,9 @@ TEST(cholesky, reports_the_first_minor_that_is_not_positive_definite) {
   EXPECT_FALSE(is_positive_definite(from_rows(1, {-0.5})));
   EXPECT_TRUE(is_positive_definite(from_rows(2, {2, 1, 1, 2})));
   EXPECT_TRUE(is_positive_definite(dense_matrix()));
+  dense_matrix wide(2, 3);
+  EXPECT_EQ(test_support::stop_lines([&] { cholesky_lower(wide); }),
+            test_support::lines{"cholesky_lower: matrix is not square"});
 }
 
 TEST(cholesky, leaves_the_tested_matrix_unchanged) {

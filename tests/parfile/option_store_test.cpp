@@ -1,154 +1,104 @@
-// OPTION queries: matching, comments, continued searches, exclusive options.
+// OPTION queries: matching, comments, continued searches, exclusive options and the stops.
 #include "parfile/option_store.hpp"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-
-#include "common/fatal.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel::parfile {
 namespace {
 
-option_store store_of(const std::string& name, const std::string& text) {
-  std::string path = ::testing::TempDir() + name;
-  std::ofstream(path, std::ios::binary) << text;
-  return option_store(path);
-}
+using test_support::expect_stops;
+using test_support::lines;
+using test_support::stop_lines;
+using test_support::write_temp;
 
-TEST(option_store, matches_names_regardless_of_case_and_keeps_value_case) {
-  option_store s = store_of("opt1.txt", "DATAFILE\nOPTION  SE  exact\n");
-  option_values v = s.get_option("se");
-  ASSERT_EQ(v.n, 1);
-  EXPECT_EQ(v.xc[0], "exact");
-  EXPECT_EQ(s.get_option("Se").xc[0], "exact");
-  EXPECT_EQ(s.get_option("se   ").n, 1);
-}
-
-TEST(option_store, tells_the_line_it_found) {
-  option_store s = store_of("opt_line.txt", "DATAFILE\n\nOPTION se exact\nOPTION a\nOPTION a 2\n");
-  EXPECT_EQ(s.get_option("se").line_no, 3);
-  EXPECT_EQ(s.get_option("a").line_no, 4);
-  EXPECT_EQ(s.get_option("a", true).line_no, 5);
-  EXPECT_EQ(s.get_option("b").line_no, 0);
-}
-
-TEST(option_store, requires_the_word_OPTION_in_capitals_first) {
-  option_store s = store_of("opt2.txt", "option se exact\n  OPTION nthreads 4\nX OPTION se a\n");
-  EXPECT_EQ(s.get_option("se").n, -1);
-  EXPECT_EQ(s.get_option("nthreads").n, 1);  // leading blanks do not matter
-}
-
-TEST(option_store, drops_comments_but_not_from_the_first_column) {
-  option_store s = store_of("opt3.txt", "OPTION se # exact\n#OPTION nthreads 2\n");
-  option_values v = s.get_option("se");
-  EXPECT_EQ(v.n, 0);
-  EXPECT_TRUE(v.xc.empty());
-  EXPECT_EQ(s.get_option("nthreads").n, -1);
-  EXPECT_EQ(s.get_option("#OPTION").n, -1);
-}
-
-TEST(option_store, gives_values_as_text_and_numbers) {
-  option_store s = store_of("opt4.txt", "OPTION focal_var usr 1.5e0 7 abc\n");
-  option_values v = s.get_option("focal_var");
-  ASSERT_EQ(v.n, 4);
-  EXPECT_EQ(v.xc, (std::vector<std::string>{"usr", "1.5e0", "7", "abc"}));
-  EXPECT_EQ(v.x, (std::vector<double>{0, 1.5, 7, 0}));
-}
-
-TEST(option_store, continued_queries_collect_repeated_lines) {
-  option_store s = store_of("opt5.txt", "OPTION a 1\nOPTION b 9\nOPTION a 2\n");
-  EXPECT_EQ(s.get_option("a").xc[0], "1");
-  EXPECT_EQ(s.get_option("a", true).xc[0], "2");
-  EXPECT_EQ(s.get_option("a", true).n, -1);
-  EXPECT_EQ(s.get_option("a").xc[0], "1");  // a plain query starts again from the top
-}
-
-TEST(option_store, absent_option_answers_minus_one) {
-  option_store s = store_of("opt6.txt", "OPTION a 1\n");
-  option_values v = s.get_option("zz");
-  EXPECT_EQ(v.n, -1);
-  EXPECT_TRUE(v.xc.empty());
-  EXPECT_EQ(s.get_exclusive_options("zz", "yy").n, -1);
-}
-
-TEST(option_store, cuts_lines_at_five_thousand_characters) {
-  std::string longline = "OPTION long " + std::string(4988, 'x') + " tail\n";
-  option_store s = store_of("opt7.txt", longline);
-  option_values v = s.get_option("long");
-  ASSERT_EQ(v.n, 1);
-  EXPECT_EQ(v.xc[0].size(), 4988u);
-}
-
-TEST(option_store, stops_on_more_than_a_thousand_and_one_values) {
-  std::string line = "OPTION many";
-  for (int i = 1; i <= 1002; ++i) line += " 1";
-  option_store s = store_of("opt8.txt", line + "\n");
-  try {
-    s.get_option("many");
-    FAIL() << "the run did not stop";
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines()[0], "Error in nums2 splitting string starting: 1");
-    EXPECT_EQ(e.lines()[1], "into m: 1003 items");
-  }
-}
-
-TEST(option_store, a_tab_in_an_option_line_stops_naming_the_line) {
-  option_store s = store_of("opt_tab.txt", "DATAFILE\nOPTION nthreads 2\nOPTION se\texact\n");
-  const std::string path = ::testing::TempDir() + "opt_tab.txt";
-  try {
-    s.get_option("nthreads");
-    s.get_option("se");
-    FAIL() << "the run did not stop";
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines(), (std::vector<std::string>{
-                             " TAB was found, Use spaces to separeate columns in file: \"" + path + "\"",
-                             "file " + path + ", line 3: only blanks separate the words of this line",
-                             " Convert to TAB to spaces, e.g. \"expand file > newfile\""}));
-  }
-  // A TAB in a comment or in a line that is no OPTION line is not looked at.
-  option_store t = store_of("opt_tab2.txt", "1.0\t2.0\nOPTION se exact # a\tb\n");
-  EXPECT_EQ(t.get_option("se").xc[0], "exact");
-}
-
-TEST(option_store, only_option_lines_are_split) {
-  // A line of 2,000 numbers (a large (CO)VARIANCES block on one line) is no OPTION line.
-  std::string numbers;
+// One file for the queries that find or miss a line (line numbers on the right).
+std::string query_file() {
+  std::string numbers;  // a large (CO)VARIANCES block on one line: no OPTION line, never split
   for (int i = 0; i < 2000; ++i) numbers += "1 ";
-  option_store s = store_of("opt_many.txt", numbers + "\nOPTION se boot\n");
-  EXPECT_EQ(s.get_option("se").xc[0], "boot");
+  return "DATAFILE\n"                                    // 1
+         "\n"                                            // 2
+         "OPTION  SE  exact\n"                           // 3
+         "option low 1\n"                                // 4
+         "X OPTION low 2\n"                              // 5
+         "OPTIONlow low 3\n"                             // 6
+         "  OPTION nthreads 4\n"                         // 7
+         "OPTION a 1 # comment\n"                        // 8
+         "#OPTION c 2\n"                                 // 9
+         "OPTION focal_var usr 1.5e0 7 abc\n"            // 10
+         "OPTION b # x\n"                                // 11
+         "OPTION a 2\n"                                  // 12
+         "1.0\t2.0\n"                                    // 13
+         "OPTION tabbed exact # a\tb\n" +                // 14
+         numbers + "\n"                                  // 15
+         "OPTION long " + std::string(4988, 'x') + " tail\n";  // 16: cut after the x's
 }
 
-TEST(option_store, five_thousand_values_stop_briefly_naming_the_line) {
-  // The line is cut at 5000 characters, which leave 2,500 words: more than the 1003 allowed.
-  std::string line = "OPTION validation 2";
-  for (int i = 0; i < 5000; ++i) line += " 7";
-  option_store s = store_of("opt_5000.txt", "DATAFILE\n" + line + "\n");
-  try {
-    s.get_option("validation");
-    FAIL() << "the run did not stop";
-  } catch (const fatal_error& e) {
-    ASSERT_EQ(e.lines().size(), 3u);
-    EXPECT_TRUE(e.lines()[0].starts_with("Error in nums2 splitting string starting: 7 7 7"));
-    EXPECT_TRUE(e.lines()[0].ends_with(" ..."));
-    EXPECT_LT(e.lines()[0].size(), 160u);
-    EXPECT_EQ(e.lines()[1], "into m: 1003 items");
-    EXPECT_EQ(e.lines()[2], "file " + ::testing::TempDir() + "opt_5000.txt, line 2");
+TEST(option_store, finds_the_first_OPTION_line_of_a_name_or_the_next_one) {
+  const option_store s(write_temp("opt_query.txt", query_file()));
+  struct row {
+    std::string name;
+    bool continued;
+    int n;
+    lines xc;
+    std::int64_t line_no;
+  };
+  const std::vector<row> rows{
+      {"se", false, 1, {"exact"}, 3},  // the name regardless of case, the value as written
+      {"Se", false, 1, {"exact"}, 3},
+      {"se   ", false, 1, {"exact"}, 3},
+      {"low", false, -1, {}, 0},  // OPTION in capitals, the first word, followed by a blank
+      {"nthreads", false, 1, {"4"}, 7},
+      {"a", false, 1, {"1"}, 8},
+      {"a", true, 1, {"2"}, 12},
+      {"a", true, -1, {}, 0},
+      {"a", false, 1, {"1"}, 8},  // a plain query starts again from the top
+      {"c", false, -1, {}, 0},
+      {"b", false, 0, {}, 11},
+      {"tabbed", false, 1, {"exact"}, 14},
+      {"long", false, 1, {std::string(4988, 'x')}, 16},
+      {"zz", false, -1, {}, 0},
+  };
+  for (const row& r : rows) {
+    SCOPED_TRACE(r.name + (r.continued ? " continued" : ""));
+    const option_values v = s.get_option(r.name, r.continued);
+    EXPECT_EQ(v.n, r.n);
+    EXPECT_EQ(v.xc, r.xc);
+    EXPECT_EQ(v.line_no, r.line_no);
   }
+  const option_values v = s.get_option("focal_var");
+  EXPECT_EQ(v.xc, (lines{"usr", "1.5e0", "7", "abc"}));
+  EXPECT_EQ(v.x, (std::vector<double>{0, 1.5, 7, 0}));
+  // Exclusive options: the one present, or none; both present stop.
+  EXPECT_EQ(s.get_exclusive_options("focal_var", "zz").n, 4);
+  EXPECT_EQ(s.get_exclusive_options("zz", "nthreads").xc, lines{"4"});
+  EXPECT_EQ(s.get_exclusive_options("zz", "yy").n, -1);
+  EXPECT_EQ(stop_lines([&] { s.get_exclusive_options("a", "b"); }), lines{"Both options were set a and b"});
 }
 
-TEST(option_store, exclusive_options_stop_when_both_are_set) {
-  option_store s = store_of("opt9.txt", "OPTION a\nOPTION b 3\n");
-  try {
-    s.get_exclusive_options("a", "b");
-    FAIL() << "the run did not stop";
-  } catch (const fatal_error& e) {
-    EXPECT_EQ(e.lines(), std::vector<std::string>{"Both options were set a and b"});
-  }
-  option_values v = s.get_exclusive_options("b", "c");
-  ASSERT_EQ(v.n, 1);
-  EXPECT_EQ(v.x[0], 3);
-  EXPECT_EQ(s.get_exclusive_options("c", "a").n, 0);
+TEST(option_store, an_option_line_of_too_many_words_or_a_tab_stops_naming_it) {
+  std::string many = "OPTION many", five_thousand = "OPTION validation 2", sevens;
+  for (int i = 1; i <= 1002; ++i) many += " 1";
+  for (int i = 0; i < 5000; ++i) five_thousand += " 7";  // cut at 5000 characters: still 2,500 words
+  for (int i = 0; i < 50; ++i) sevens += "7 ";
+  const std::string p_many = write_temp("opt_many.txt", many + "\n");
+  const std::string p_5000 = write_temp("opt_5000.txt", "DATAFILE\n" + five_thousand + "\n");
+  const std::string p_tab = write_temp("opt_tab.txt", "DATAFILE\nOPTION nthreads 2\nOPTION se\texact\n");
+  expect_stops({
+      {"1002 values", [&] { option_store(p_many).get_option("many"); },
+       {"Error in nums2 splitting string starting: 1", "into m: 1003 items", "file " + p_many + ", line 1"}},
+      {"5000 values", [&] { option_store(p_5000).get_option("validation"); },
+       {"Error in nums2 splitting string starting: " + sevens + " ...", "into m: 1003 items",
+        "file " + p_5000 + ", line 2"}},
+      {"tab",
+       [&] {
+         const option_store s(p_tab);
+         EXPECT_EQ(s.get_option("nthreads").n, 1);  // found before the TAB
+         s.get_option("se");
+       },
+       {" TAB was found, Use spaces to separeate columns in file: \"" + p_tab + "\"",
+        "file " + p_tab + ", line 3: only blanks separate the words of this line",
+        " Convert to TAB to spaces, e.g. \"expand file > newfile\""}},
+  });
 }
 
 }  // namespace

@@ -1,13 +1,14 @@
 // The printout of the model record and the checks of its matrices.
 #include "parfile/print_parameters.hpp"
 
-#include <gtest/gtest.h>
-
-#include "common/fatal.hpp"
 #include "common/format.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel::parfile {
 namespace {
+
+using test_support::lines;
+using test_support::stop_lines;
 
 linalg::dense_matrix from_rows(int n, std::initializer_list<double> v) {
   linalg::dense_matrix m(n, n);
@@ -17,8 +18,10 @@ linalg::dense_matrix from_rows(int n, std::initializer_list<double> v) {
   return m;
 }
 
+// Two traits, a fixed effect and a nested covariable, one group with a pedigree and one without.
 model_parameters two_trait_model() {
   model_parameters m;
+  m.parfile = "par.txt";
   m.datafile = "data.txt";
   m.ntrait = 2;
   m.neff = 2;
@@ -29,111 +32,74 @@ model_parameters two_trait_model() {
   m.effecttype = {effect_type::cross_classified, effect_type::covariable};
   m.nestedcov = {{0, 0}, {1, 2}};
   m.r = from_rows(2, {1.5, 0.25, 0.25, 2});
-  random_group g;
-  g.effects = {1};
-  g.ncorr = 1;
-  g.type = random_type::add_an_upginb;
-  g.file = "ped.txt";
-  g.g = from_rows(2, {0.5, 0.1, 0.1, 0.8});
-  m.groups.push_back(g);
+  m.groups.resize(2);
+  m.groups[0] = {{1}, 1, random_type::add_an_upginb, "ped.txt", from_rows(2, {0.5, 0.1, 0.1, 0.8})};
+  m.groups[1] = {{2}, 1, random_type::diagonal, "", from_rows(2, {1, 0, 0, 1})};
   return m;
 }
 
-std::string printed(const model_parameters& m) {
+// What print_parameters prints, and the lines of its stop ({"no stop"} when it ends normally).
+std::pair<std::string, lines> run(const model_parameters& m) {
   ::testing::internal::CaptureStdout();
-  print_parameters(m);
-  return ::testing::internal::GetCapturedStdout();
+  const lines stop = stop_lines([&] { print_parameters(m); });
+  return {::testing::internal::GetCapturedStdout(), stop};
 }
 
-// The output of print_parameters when it stops, and the stop's lines.
-std::pair<std::string, std::vector<std::string>> printed_until_stop(const model_parameters& m) {
-  ::testing::internal::CaptureStdout();
-  std::vector<std::string> lines;
-  try {
-    print_parameters(m);
-    ADD_FAILURE() << "the run did not stop";
-  } catch (const fatal_error& e) {
-    lines = e.lines();
-  }
-  return {::testing::internal::GetCapturedStdout(), lines};
+std::string row_line(std::vector<double> x) { return fmt_g_lines(x.data(), x.size(), 20, 12, 5) + "\n"; }
+
+TEST(print_parameters, prints_layout_effects_and_matrices_row_by_row_in_20g12_5) {
+  const auto [out, stop] = run(two_trait_model());
+  EXPECT_EQ(stop, lines{"no stop"});
+  EXPECT_EQ(out, "\n Data file: data.txt\n Number of traits:  2\n Number of effects: 2\n"
+                 " Position of observations:   5 6\n Position of weight (1):     0 0\n\n"
+                 " #  type              position (2)      levels   [positions for nested]\n"
+                 " 1  cross-classified       1     2          12\n"
+                 " 2  covariable             3     0           1   [1 2]\n\n"
+                 " Residual (co)variances\n" + row_line({1.5, 0.25}) + row_line({0.25, 2}) +
+                 "\n Random group 1, effect(s): 1\n"
+                 " Type of random effect: additive animal with unknown parent groups and inbreeding\n"
+                 " File: ped.txt\n (Co)variances\n" + row_line({0.5, 0.1}) + row_line({0.1, 0.8}) +
+                 "\n Random group 2, effect(s): 2\n Type of random effect: diagonal\n File: (none)\n"
+                 " (Co)variances\n" + row_line({1, 0}) + row_line({0, 1}) +
+                 "\n (1) Weight position 0 means no weights utilized\n"
+                 " (2) Effect positions of 0 for some effects and traits means that such\n"
+                 "     effects are missing for specified traits\n");
 }
 
-std::string row_line(std::initializer_list<double> v) {
-  std::vector<double> x(v);
-  return fmt_g_lines(x.data(), x.size(), 20, 12, 5) + "\n";
-}
-
-TEST(print_parameters, prints_the_effects_table_with_aligned_columns) {
-  const std::string out = printed(two_trait_model());
-  EXPECT_NE(out.find(" #  type              position (2)      levels   [positions for nested]\n"
-                     " 1  cross-classified       1     2          12\n"
-                     " 2  covariable             3     0           1   [1 2]\n"),
-            std::string::npos)
-      << out;
-}
-
-TEST(print_parameters, prints_matrices_row_by_row_in_20g12_5) {
-  const std::string out = printed(two_trait_model());
-  EXPECT_NE(out.find(" Residual (co)variances\n" + row_line({1.5, 0.25}) + row_line({0.25, 2})),
-            std::string::npos) << out;
-  EXPECT_NE(out.find(" Type of random effect: additive animal with unknown parent groups and "
-                     "inbreeding\n File: ped.txt\n (Co)variances\n" +
-                     row_line({0.5, 0.1}) + row_line({0.1, 0.8})),
-            std::string::npos) << out;
-  EXPECT_EQ(out.find("not positive definite"), std::string::npos);
-}
-
-TEST(print_parameters, ends_with_the_notes) {
-  const std::string out = printed(two_trait_model());
-  const std::string notes = " (1) Weight position 0 means no weights utilized\n"
-                            " (2) Effect positions of 0 for some effects and traits means that such\n"
-                            "     effects are missing for specified traits\n";
-  ASSERT_GE(out.size(), notes.size());
-  EXPECT_EQ(out.substr(out.size() - notes.size()), notes);
-}
-
-TEST(print_parameters, stops_on_a_matrix_that_is_not_symmetric) {
-  model_parameters m = two_trait_model();
-  m.r(0, 1) = 0.3;
-  EXPECT_EQ(printed_until_stop(m).second[0], "R Matrix not symmetric");
-  m = two_trait_model();
-  m.groups[0].g(1, 0) = 0.2;
-  auto [out, lines] = printed_until_stop(m);
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], "G Matrix not symmetric");
-  // Then which elements differ and where the matrix is given.
-  EXPECT_EQ(lines[1].substr(0, lines[1].find(':')), "element (2,1) is 0.2 but (1,2) is " + num(m.groups[0].g(0, 1)));
-  EXPECT_NE(lines[1].find("(CO)VARIANCES of the RANDOM_GROUP of effect " + num(m.groups[0].effects.front()) +
-                          " in file "),
-            std::string::npos);
+TEST(print_parameters, stops_after_showing_a_matrix_that_is_not_symmetric_or_an_unknown_type) {
+  model_parameters r = two_trait_model(), nonsquare = r, g = r, type = r;
+  r.r(0, 1) = 0.3;
+  nonsquare.r = linalg::dense_matrix(2, 3);
+  g.groups[0].g(1, 0) = 0.2;
+  type.groups[1].type = static_cast<random_type>(1);
+  EXPECT_EQ(run(r).second, (lines{"R Matrix not symmetric",
+                                  "element (2,1) is 0.25 but (1,2) is 0.3: RANDOM_RESIDUAL in file par.txt"}));
+  EXPECT_EQ(run(nonsquare).second, lines{"R Matrix not symmetric"});
+  const auto [out, stop] = run(g);
+  EXPECT_EQ(stop, (lines{"G Matrix not symmetric", "element (2,1) is 0.2 but (1,2) is 0.1: (CO)VARIANCES "
+                                                   "of the RANDOM_GROUP of effect 1 in file par.txt"}));
   EXPECT_NE(out.find(row_line({0.2, 0.8})), std::string::npos);  // shown before the stop
+  EXPECT_EQ(run(type).second, lines{"unknown RANDOM-TYPE"});
 }
 
 TEST(print_parameters, warns_about_a_matrix_that_is_not_positive_definite) {
   model_parameters m = two_trait_model();
   m.r = from_rows(2, {1, 2, 2, 1});
   m.groups[0].g = from_rows(2, {1, 1, 1, 1});
-  const std::string out = printed(m);
-  EXPECT_NE(out.find("R  Matrix not positive definite\n"), std::string::npos);
-  EXPECT_NE(out.find("G  Matrix not positive definite\n"), std::string::npos);
+  const auto [out, stop] = run(m);
+  EXPECT_EQ(stop, lines{"no stop"});
+  EXPECT_NE(out.find(row_line({2, 1}) + "R  Matrix not positive definite\n\n"), std::string::npos) << out;
+  EXPECT_NE(out.find(row_line({1, 1}) + "G  Matrix not positive definite\n\n"), std::string::npos) << out;
 }
 
 TEST(print_parameters, skips_matrices_above_the_printed_order) {
   model_parameters m = two_trait_model();
-  const int n = max_printed_order + 1;
-  m.groups[0].g = linalg::dense_matrix(n, n);
-  for (int i = 0; i < n; ++i) m.groups[0].g(i, i) = 1;
-  const std::string out = printed(m);
-  EXPECT_NE(out.find(" (Co)variances\nG Matrix skipped from log\n"), std::string::npos);
-  m.groups[0].g = linalg::dense_matrix(n - 1, n - 1);
-  for (int i = 0; i < n - 1; ++i) m.groups[0].g(i, i) = 1;
-  EXPECT_EQ(printed(m).find("skipped"), std::string::npos);
-}
-
-TEST(print_parameters, stops_on_a_random_type_outside_the_table) {
-  model_parameters m = two_trait_model();
-  m.groups[0].type = static_cast<random_type>(1);
-  EXPECT_EQ(printed_until_stop(m).second, std::vector<std::string>{"unknown RANDOM-TYPE"});
+  for (int n : {max_printed_order + 1, max_printed_order}) {
+    m.groups[0].g = linalg::dense_matrix(n, n);
+    for (int i = 0; i < n; ++i) m.groups[0].g(i, i) = 1;
+    const bool skipped = run(m).first.find(" (Co)variances\nG Matrix skipped from log\n") != std::string::npos;
+    EXPECT_EQ(skipped, n > max_printed_order) << n;
+  }
 }
 
 TEST(is_symmetric, allows_only_rounding_differences) {

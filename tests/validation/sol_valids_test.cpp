@@ -1,13 +1,10 @@
 // The sol_valids file.
 #include "validation/sol_valids.hpp"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "common/format.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel::validation {
 namespace {
@@ -16,42 +13,36 @@ std::vector<focal_set> two_sets() {
   std::vector<focal_set> sets(2);
   sets[0].n = 2;
   sets[0].levels = {17, 3};
-  sets[0].whole = linalg::dense_matrix(2, 2);
-  sets[0].partial = linalg::dense_matrix(2, 2);
-  sets[0].whole.a = {1.5, -2, 3, 4};
+  sets[0].whole = sets[0].partial = linalg::dense_matrix(2, 2);
+  sets[0].whole.a = {1.5, -2, 3, 4};  // column by column: trait 1, then trait 2
   sets[0].partial.a = {0.5, -1, 2, 3.25};
   sets[1].n = 1;
   sets[1].levels = {123456};
-  sets[1].whole = linalg::dense_matrix(1, 2);
-  sets[1].partial = linalg::dense_matrix(1, 2);
+  sets[1].whole = sets[1].partial = linalg::dense_matrix(1, 2);
   sets[1].whole.a = {7, 8};
   sets[1].partial.a = {6, 5};
   return sets;
 }
 
+std::string e16(std::initializer_list<double> v) {
+  std::string s;
+  for (double x : v) s += fmt_e(x, 16, 8);
+  return s;
+}
+
 TEST(sol_valids, one_header_then_set_level_and_whole_partial_per_trait) {
-  const std::string text = sol_valids_text(two_sets(), 2);
-  std::istringstream in(text);
-  std::string line;
-  std::getline(in, line);
-  EXPECT_EQ(line, " set       level         whole_1       partial_1         whole_2       partial_2");
-  std::getline(in, line);
-  EXPECT_EQ(line, "   1          17" + fmt_e(1.5, 16, 8) + fmt_e(0.5, 16, 8) + fmt_e(3, 16, 8) +
-                      fmt_e(2, 16, 8));
-  std::getline(in, line);
-  EXPECT_EQ(line.substr(0, 16), "   1           3");
-  std::getline(in, line);
-  EXPECT_EQ(line, "   2      123456" + fmt_e(7, 16, 8) + fmt_e(6, 16, 8) + fmt_e(8, 16, 8) +
-                      fmt_e(5, 16, 8));
-  EXPECT_FALSE(std::getline(in, line));
+  EXPECT_EQ(sol_valids_text(two_sets(), 2),
+            " set       level         whole_1       partial_1         whole_2       partial_2\n"
+            "   1          17" + e16({1.5, 0.5, 3, 2}) + "\n"
+            "   1           3" + e16({-2, -1, 4, 3.25}) + "\n"
+            "   2      123456" + e16({7, 6, 8, 5}) + "\n");
 }
 
 TEST(sol_valids, is_written_whole_under_the_given_name) {
   const std::string path = ::testing::TempDir() + "sv_sol_valids";
   write_sol_valids(two_sets(), 2, path);
-  std::ifstream in(path);
   std::stringstream got;
-  got << in.rdbuf();
+  got << std::ifstream(path).rdbuf();
   EXPECT_EQ(got.str(), sol_valids_text(two_sets(), 2));
   EXPECT_FALSE(std::filesystem::exists(path + ".tmp"));
 }
