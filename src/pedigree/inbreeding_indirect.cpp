@@ -200,7 +200,7 @@ struct tracer {
 
   double inbreeding(const plan& pl, const std::vector<double>& f, index_t s, index_t d) {
     const sub_pedigree& sub = pl.sub;
-    auto add = [&](index_t p, double v) {
+    auto add = [&](index_t p, double v) __attribute__((always_inline)) {
       if (p == 0) return;
       if (p <= sub.nmf) {
         if (t[static_cast<std::size_t>(p)] == 0.0) t_used.push_back(p);

@@ -40,7 +40,7 @@ void inbreeding_sargolzaei_iwaisaki(const pedigree_table& ped, index_t n, std::v
   std::vector<std::vector<index_t>> bucket(static_cast<std::size_t>(max_lap) + 1);
   std::vector<double> dvar(un + 1, 0.0);
   std::vector<double> lrow(un + 1, 0.0);
-  auto add = [&](index_t p, double v) {
+  auto add = [&](index_t p, double v) __attribute__((always_inline)) {
     if (p == 0) return;
     double& l = lrow[static_cast<std::size_t>(p)];
     if (l == 0.0) bucket[static_cast<std::size_t>(lap[static_cast<std::size_t>(p)])].push_back(p);
