@@ -83,16 +83,14 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   const bool mf = groups.metafounders();
   const std::size_t un = static_cast<std::size_t>(n);
   f.assign(un + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
-  std::vector<node> nodes(un + 1);
-  for (std::size_t i = 1; i <= un; ++i) nodes[i] = {ped[i].sire, ped[i].dam, 0.0};
   auto self_rel = [&](index_t p) -> double {  // A(p,p), 0 for an unknown parent
     if (p == 0) return 0.0;
     if (p > n) return gamma_of(groups, n, p, p);
     return 1.0 + f[static_cast<std::size_t>(p)];
   };
   auto full_sib = [&](index_t i) {  // same parents as the animal before it
-    return i > 1 && nodes[static_cast<std::size_t>(i)].sire == nodes[static_cast<std::size_t>(i) - 1].sire &&
-           nodes[static_cast<std::size_t>(i)].dam == nodes[static_cast<std::size_t>(i) - 1].dam;
+    const std::size_t u = static_cast<std::size_t>(i);
+    return i > 1 && ped[u].sire == ped[u - 1].sire && ped[u].dam == ped[u - 1].dam;
   };
 
   // The animals by longest ancestral path (parents above n do not count).
@@ -100,7 +98,7 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   index_t max_lap = 0;
   for (std::size_t i = 1; i <= un; ++i) {
     index_t g = 0;
-    for (index_t p : {nodes[i].sire, nodes[i].dam})
+    for (index_t p : {ped[i].sire, ped[i].dam})
       if (p >= 1 && p <= n) g = std::max(g, lap[static_cast<std::size_t>(p)]);
     lap[i] = g + 1;
     max_lap = std::max(max_lap, g + 1);
@@ -114,6 +112,28 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     for (std::size_t i = 1; i <= un; ++i) by_lap[next[static_cast<std::size_t>(lap[i])]++] = static_cast<index_t>(i);
   }
   lap = {};
+
+  // The traversal works on positions of its own: by path length, and within one length the
+  // animals with most progeny first. Parents still precede progeny, and the sires that stand in
+  // nearly every animal's ancestry sit together, so that most visits find them in cache.
+  std::vector<index_t> progeny(un + 1, 0);
+  for (std::size_t i = 1; i <= un; ++i)
+    for (index_t p : {ped[i].sire, ped[i].dam})
+      if (p >= 1 && p <= n) ++progeny[static_cast<std::size_t>(p)];
+  std::vector<index_t> order(by_lap);
+  for (std::size_t g = 1; g + 1 < start.size(); ++g)
+    std::stable_sort(order.begin() + static_cast<std::ptrdiff_t>(start[g]),
+                     order.begin() + static_cast<std::ptrdiff_t>(start[g + 1]), [&](index_t a, index_t b) {
+                       return progeny[static_cast<std::size_t>(a)] > progeny[static_cast<std::size_t>(b)];
+                     });
+  progeny = {};
+  std::vector<index_t> at(un + 1, 0);  // at[i]: the traversal's position of animal i
+  for (std::size_t k = 0; k < un; ++k) at[static_cast<std::size_t>(order[k])] = static_cast<index_t>(k + 1);
+  order = {};
+  auto moved = [&](index_t p) { return p >= 1 && p <= n ? at[static_cast<std::size_t>(p)] : p; };
+  std::vector<node> nodes(un + 1);
+  for (std::size_t i = 1; i <= un; ++i)
+    nodes[static_cast<std::size_t>(at[i])] = {moved(ped[i].sire), moved(ped[i].dam), 0.0};
 
   const int threads = std::max(1, nthreads);
   std::vector<workspace> work(static_cast<std::size_t>(threads));
@@ -169,20 +189,22 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
 #pragma omp parallel for num_threads(threads) schedule(dynamic, 16) if (count > 64)
     for (std::int64_t k = 0; k < count; ++k) {
       const index_t i = by_lap[lo + static_cast<std::size_t>(k)];
-      node& me = nodes[static_cast<std::size_t>(i)];
-      me.d = 1.0 - 0.25 * (self_rel(me.sire) + self_rel(me.dam));
-      if (me.sire == 0 || me.dam == 0 || full_sib(i)) continue;  // F = 0, or a full sib's below
-      if (me.sire > n && me.dam > n) {
-        f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, me.sire, me.dam);
+      const parents& pi = ped[static_cast<std::size_t>(i)];
+      nodes[static_cast<std::size_t>(at[static_cast<std::size_t>(i)])].d =
+          1.0 - 0.25 * (self_rel(pi.sire) + self_rel(pi.dam));
+      if (pi.sire == 0 || pi.dam == 0 || full_sib(i)) continue;  // F = 0, or a full sib's below
+      if (pi.sire > n && pi.dam > n) {
+        f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, pi.sire, pi.dam);
         continue;
       }
-      f[static_cast<std::size_t>(i)] = row(work[static_cast<std::size_t>(omp_get_thread_num())], i);
+      f[static_cast<std::size_t>(i)] =
+          row(work[static_cast<std::size_t>(omp_get_thread_num())], at[static_cast<std::size_t>(i)]);
     }
     // A full sib has the same path length as the animal before it, so that one is done.
     for (std::size_t k = lo; k < hi; ++k) {
       const index_t i = by_lap[k];
-      const node& me = nodes[static_cast<std::size_t>(i)];
-      if (me.sire != 0 && me.dam != 0 && full_sib(i))
+      const parents& pi = ped[static_cast<std::size_t>(i)];
+      if (pi.sire != 0 && pi.dam != 0 && full_sib(i))
         f[static_cast<std::size_t>(i)] = f[static_cast<std::size_t>(i) - 1];
     }
     shown.update(static_cast<long long>(hi));
