@@ -4,6 +4,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <atomic>
 #include <numeric>
 
 #include "common/console.hpp"
@@ -97,6 +98,8 @@ linalg::dense_matrix focal_relationships(std::int32_t n, const pedigree_table& p
   linalg::dense_matrix a_focal(m, m);
   const std::int32_t nblock = (m + lanes - 1) / lanes;
   const int threads = nthreads > 0 ? nthreads : omp_get_max_threads();
+  progress shown("relationships of the focal animals", nblock);
+  std::atomic<long long> blocks_done{0};
 #pragma omp parallel num_threads(threads)
   {
     detail::block_workspace<lanes> ws(sub);
@@ -118,8 +121,11 @@ linalg::dense_matrix focal_relationships(std::int32_t n, const pedigree_table& p
         }
       }
       ws.clear();
+      const long long now = ++blocks_done;
+      if (omp_get_thread_num() == 0) shown.update(now);
     }
   }
+  shown.finish();
   return a_focal;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cblas.h>
 #include <lapacke.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <atomic>
@@ -10,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "common/console.hpp"
 #include "common/fatal.hpp"
 
 extern "C" void openblas_set_num_threads(int);
@@ -278,11 +280,25 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
   sweep sw(l, inv.z);
   schedule sc = plan(sw, threads);
 
+  // Progress in the flops each supernode's step takes (roughly), shown by the first thread.
+  std::vector<long long> cost(static_cast<std::size_t>(sw.nsuper()));
+  long long total = 0;
+  for (idx j = 0; j < sw.nsuper(); ++j) {
+    const double c = static_cast<double>(sw.ncols(j)), m = static_cast<double>(sw.nrows(j) - sw.ncols(j));
+    cost[static_cast<std::size_t>(j)] = static_cast<long long>(c * m * m + c * c * m + c * c * c) + 1;
+    total += cost[static_cast<std::size_t>(j)];
+  }
+  progress shown("sparse inverse", total);
+  std::atomic<long long> done{0};
+
   const int saved = openblas_get_num_threads();
   openblas_set_num_threads(threads);
   workspace ws;
   for (idx j = sw.nsuper() - 1; j >= 0 && !sw.failed(); --j)
-    if (sc.top[j]) sw.process(j, ws);
+    if (sc.top[j]) {
+      sw.process(j, ws);
+      shown.update(done += cost[static_cast<std::size_t>(j)]);
+    }
 
   if (!sc.pieces.empty() && !sw.failed()) {
     openblas_set_num_threads(1);
@@ -292,11 +308,16 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
 #pragma omp for schedule(dynamic, 1)
       for (std::size_t q = 0; q < sc.pieces.size(); ++q) {
         const idx root = sc.pieces[q];
-        for (idx j = root; j >= sc.first[root] && !sw.failed(); --j) sw.process(j, tws);
+        for (idx j = root; j >= sc.first[root] && !sw.failed(); --j) {
+          sw.process(j, tws);
+          const long long now = done += cost[static_cast<std::size_t>(j)];
+          if (omp_get_thread_num() == 0) shown.update(now);
+        }
       }
     }
   }
   openblas_set_num_threads(saved);
+  shown.finish();
   if (sw.failed())
     fatal(std::vector<std::string>{"MORLO90 (KELP): An error occurred.",
                                    "sparse inverse: the supernodal factor is not usable"});

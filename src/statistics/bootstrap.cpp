@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "statistics/lr_statistics.hpp"
 #include "statistics/quicksort.hpp"
@@ -33,17 +34,19 @@ struct replicate_arrays {
 
 // Replicates [r_begin, r_end), drawing from stream s, which stands at draw r_begin*n.
 // rows: the focal rows side by side, stride values each (w, p and, with phenotypes, y).
-// Workspace wb, pb, yb of length n (yb unused without phenotypes).
+// Workspace wb, pb, yb of length n (yb unused without phenotypes). shown: the progress line, given
+// to the first of nt threads (whose share of the replicates stands for all of them), else null.
 // Pass 1 (the draws) gathers the resampled rows and their plain sums in index order; pass 2 is
 // the centred-sum kernel that compute_lr uses, so a replicate's values are those compute_lr
 // gives for the resampled vectors.
 template <bool with_y>
 void run_replicates(const double* rows, std::int32_t n, double gvar_focal, double h2,
                     std::int64_t r_begin, std::int64_t r_end, lecuyer_stream s, double* wb,
-                    double* pb, double* yb, replicate_arrays& out) {
+                    double* pb, double* yb, replicate_arrays& out, progress* shown, std::int64_t nt) {
   constexpr std::size_t stride = with_y ? 4 : 2;
   const auto un = static_cast<std::size_t>(n);
   for (std::int64_t r = r_begin; r < r_end; ++r) {
+    if (shown && (r - r_begin) % 64 == 0) shown->update((r - r_begin) * nt);
     // Plain locals (not a struct) keep the four sums in registers.
     double sum_w = 0.0, sum_p = 0.0, sum_y = 0.0, sum_d = 0.0;
     for (std::size_t i = 0; i < un; ++i) {
@@ -115,6 +118,7 @@ lr_intervals bootstrap(std::span<const double> w, std::span<const double> p,
   std::vector<double> yb_all(with_y ? uthreads * n : 0);
 
   const lecuyer_stream start = generator.current();
+  progress shown("bootstrap", reps);
   const auto n32 = static_cast<std::int32_t>(n);
 #pragma omp parallel num_threads(threads)
   {
@@ -127,14 +131,16 @@ lr_intervals bootstrap(std::span<const double> w, std::span<const double> p,
     const std::size_t offset = static_cast<std::size_t>(t) * n;
     lecuyer_stream s = start;
     s.skip(static_cast<std::uint64_t>(r_begin) * n);
+    progress* mine = t == 0 ? &shown : nullptr;
     if (with_y) {
       run_replicates<true>(rows, n32, gvar_focal, h2, r_begin, r_end, s, wb_all.data() + offset,
-                           pb_all.data() + offset, yb_all.data() + offset, boot);
+                           pb_all.data() + offset, yb_all.data() + offset, boot, mine, nt);
     } else {
       run_replicates<false>(rows, n32, gvar_focal, h2, r_begin, r_end, s,
-                            wb_all.data() + offset, pb_all.data() + offset, nullptr, boot);
+                            wb_all.data() + offset, pb_all.data() + offset, nullptr, boot, mine, nt);
     }
   }
+  shown.finish();
   generator.current().skip(static_cast<std::uint64_t>(reps) * n);
 
   lr_intervals out;
