@@ -50,16 +50,20 @@ void read_ranolt_inb(const std::string& path, std::int32_t n, std::vector<double
   }
 }
 
-// stop_line: the line that ended the reading of the pedigree early (0 = none), named in the
-// message since the animal may well be on a later line.
-void check_focal(const focal_view& set, std::int32_t n, const std::string& pedfile, std::int64_t stop_line) {
+// Where the reading of the pedigree file ended early (count.stop_line > 0), as messages say it.
+std::string early_end(const pedigree_count& count) {
+  return "read up to line " + num(count.stop_line - 1) + ": line " + num(count.stop_line) +
+         " is not three whole numbers (animal, sire, dam)";
+}
+
+// A focal animal beyond the pedigree: when the reading ended early, the message says where,
+// since the animal may well be on a later line.
+void check_focal(const focal_view& set, std::int32_t n, const std::string& pedfile, const pedigree_count& count) {
   for (std::int32_t a : set.animals)
     if (a < 1 || a > n) {
       std::vector<std::string> lines = {"Focal animal " + num(a) + " is not in the pedigree file " + pedfile +
                                         " (animals 1 to " + num(n) + ")"};
-      if (stop_line > 0)
-        lines.push_back("The file is read up to line " + num(stop_line - 1) + ": line " + num(stop_line) +
-                        " is not three whole numbers (animal, sire, dam)");
+      if (count.stop_line > 0) lines.push_back("The file is " + early_end(count));
       fatal(lines);
     }
 }
@@ -131,9 +135,8 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   read_pedigree(file, r.n, groups, r.ped, &repeats);
   // Both cases are read as the family's programs read them; the user still hears of them.
   if (count.stop_line > 0)
-    warn("the pedigree file " + pedfile + " is read up to line " + num(count.stop_line - 1) +
-         ": line " + num(count.stop_line) + " is not three whole numbers (animal, sire, dam): \"" +
-         count.stop_text + "\"; animals without a line have unknown parents");
+    warn("the pedigree file " + pedfile + " is " + early_end(count) + ": \"" + count.stop_text +
+         "\"; animals without a line have unknown parents");
   if (repeats.count > 0)
     warn("the pedigree file " + pedfile + " gives animal " + num(repeats.first) + " on lines " +
          num(repeats.first_line) + " and " + num(repeats.repeat_line) + " with different parents (" +
@@ -193,7 +196,7 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   // 7. Sorted coefficients, the focal animals' slots and the genetic variance per trait.
   sort_inbreeding(r);
   for (focal_view& set : sets) {
-    check_focal(set, r.n, pedfile, count.stop_line);
+    check_focal(set, r.n, pedfile, count);
     set.inbreeding.resize(set.animals.size());
     double sum = 0.0;
     for (std::size_t k = 0; k < set.animals.size(); ++k) {
