@@ -1,5 +1,6 @@
-// The text of the output files: the layouts ventrel reads, checked by reading them back with
-// the program's own readers where they exist and by parsing them here where not.
+// The files of a run, in the layouts ventrel reads: read back with the program's own readers
+// (parameter file, ebv_pev and pec files) where they exist and parsed here where not. Numbers
+// are written in the shortest form that reads back exactly, so values compare with EXPECT_EQ.
 #include "simulate/output_files.hpp"
 
 #include <gtest/gtest.h>
@@ -8,156 +9,140 @@
 #include <fstream>
 #include <sstream>
 
+#include "parfile/read_parameter_file.hpp"
+#include "simulate/simulate_run.hpp"
 #include "simulate_test_util.hpp"
 #include "statistics/ebv_pev_files.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel::simulate {
 namespace {
 
-using testing::small_options;
+using std::size_t;
+using row = std::vector<double>;
 
-std::vector<std::vector<double>> numbers_of(const std::string& text) {
-  std::vector<std::vector<double>> rows;
-  std::istringstream in(text);
-  std::string line;
-  while (std::getline(in, line)) {
+std::string text_of(const std::string& path) {
+  std::ifstream in(path);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// The numbers of each line of a file after `skip` lines.
+std::vector<row> numbers_of(const std::string& path, int skip = 0) {
+  std::vector<row> rows;
+  std::ifstream in(path);
+  for (std::string line; std::getline(in, line);) {
+    if (skip-- > 0) continue;
     std::istringstream ls(line);
-    std::vector<double> r;
-    double v;
-    while (ls >> v) r.push_back(v);
-    rows.push_back(r);
+    rows.emplace_back();
+    for (double v; ls >> v;) rows.back().push_back(v);
   }
   return rows;
 }
 
-std::string write_temp(const std::string& name, const std::string& text) {
-  const std::string path = ::testing::TempDir() + name;
-  std::ofstream(path, std::ios::binary) << text;
-  return path;
+// Two traits into the working directory, the two youngest generations without partial records.
+simulation_result run_here() {
+  simulation_options o = testing::small_options(2, 20);
+  o.partial_generations = 2;
+  o.acc = true;
+  o.out = ".";
+  return run_simulation(o);
 }
 
-struct fixture {
-  simulation_options o = small_options(2, 20);
-  population p;
-  std::vector<char> rec;
-  std::vector<int> focal;
-  evaluation ev;
-  fixture() {
-    p = simulate_population(o);
-    rec.assign(static_cast<std::size_t>(p.n) + 1, 1);
-    rec[0] = 0;
-    for (int i = p.first_of_generation[3]; i <= p.n; ++i) focal.push_back(i);
-    evaluation_request req;
-    req.pev = true;
-    req.pec_animals = focal;
-    ev = evaluate(p, p.n, rec, genetic_covariance(o), residual_covariance(o), req);
-  }
-};
-
-TEST(simulate_output_files, names_follow_the_family) {
-  EXPECT_EQ(solutions_file_name(true), "solutions_whole");
-  EXPECT_EQ(solutions_file_name(false), "solutions_partial");
-  EXPECT_EQ(ebv_pev_name(2, true), "ebv_pev_2_1_whole");
-  EXPECT_EQ(pec_name(1, false), "pec_1_1_partial");
-  EXPECT_EQ(ebv_pev_name(1, false), statistics::ebv_pev_file_name(1, statistics::evaluation::partial));
-  EXPECT_EQ(pec_name(2, true), statistics::pec_file_name(2, statistics::evaluation::whole));
-}
-
-TEST(simulate_output_files, solutions_have_the_header_and_every_effect_level_and_trait) {
-  fixture f;
-  for (bool acc : {false, true}) {
-    const std::string text = solutions_text(f.p, f.ev, acc, genetic_covariance(f.o));
-    const std::string header = text.substr(0, text.find('\n'));
-    EXPECT_EQ(header, acc ? "trait/effect level  solution acc" : "trait/effect level  solution");
-    auto rows = numbers_of(text.substr(text.find('\n') + 1));
-    ASSERT_EQ(rows.size(), static_cast<std::size_t>(f.ev.layout.neq()));
-    for (const auto& r : rows) {
-      ASSERT_EQ(r.size(), acc ? 5u : 4u);
-      const int t = static_cast<int>(r[0]), e = static_cast<int>(r[1]), l = static_cast<int>(r[2]);
-      const double expect = e == 1 ? f.ev.herd_solution(l, t) : f.ev.ebv(l, t);
-      EXPECT_EQ(r[3], expect);  // shortest round-trip text reads back exactly
-      if (acc && e == 2) {
-        const double pev = f.ev.pev[static_cast<std::size_t>((l - 1) * 2 + t - 1)];
-        const double var = (1 + f.p.inb[static_cast<std::size_t>(l)]) * genetic_covariance(f.o)(t - 1, t - 1);
-        EXPECT_NEAR(r[4], std::sqrt(1 - pev / var), 1e-12);
-      }
+TEST(simulate_output_files, solutions_hold_every_effect_level_and_trait_with_accuracies) {
+  test_support::scoped_work_dir work;
+  const simulation_result r = run_here();
+  const linalg::dense_matrix g0 = genetic_covariance(testing::small_options(2));
+  for (bool whole : {true, false}) {
+    const evaluation& ev = whole ? r.whole : r.partial;
+    const std::string text = text_of(solutions_file_name(whole));
+    EXPECT_EQ(text.substr(0, text.find('\n')), "trait/effect level  solution acc");
+    const std::vector<row> rows = numbers_of(solutions_file_name(whole), 1);
+    ASSERT_EQ(rows.size(), static_cast<size_t>(ev.layout.neq()));
+    for (const row& x : rows) {
+      ASSERT_EQ(x.size(), 5u);
+      const int t = static_cast<int>(x[0]), e = static_cast<int>(x[1]), l = static_cast<int>(x[2]);
+      EXPECT_EQ(x[3], e == 1 ? ev.herd_solution(l, t) : ev.ebv(l, t));
+      const double pev = e == 1 ? 0.0 : ev.pev[static_cast<size_t>((l - 1) * 2 + t - 1)];
+      EXPECT_NEAR(x[4], e == 1 ? 0.0 : std::sqrt(1 - pev / ((1 + r.pop.inb[static_cast<size_t>(l)]) * g0(t - 1, t - 1))), 1e-12);
     }
   }
 }
 
 TEST(simulate_output_files, ebv_pev_and_pec_files_read_back_with_the_se_readers) {
-  fixture f;
-  const int m = static_cast<int>(f.focal.size());
+  test_support::scoped_work_dir work;
+  const simulation_result r = run_here();
+  const size_t m = r.focal.size();
   for (int t = 1; t <= 2; ++t) {
-    const std::string ep = write_temp("sim_ebv_pev", ebv_pev_text(f.ev, t));
-    const statistics::ebv_pev got = statistics::read_ebv_pev(ep, f.focal, f.p.n);
-    for (int k = 0; k < m; ++k) {
-      EXPECT_EQ(got.ebv[static_cast<std::size_t>(k)], f.ev.ebv(f.focal[static_cast<std::size_t>(k)], t));
-      EXPECT_EQ(got.pev[static_cast<std::size_t>(k)],
-                f.ev.pev[static_cast<std::size_t>((f.focal[static_cast<std::size_t>(k)] - 1) * 2 + t - 1)]);
-    }
-    const std::string pp = write_temp("sim_pec", pec_text(f.ev, f.focal, t));
-    const statistics::pec_matrix pec = statistics::read_pec(pp, f.focal, f.p.n);
-    ASSERT_EQ(pec.m, m);
-    std::size_t entries = 0;
-    for (int j = 0; j < m; ++j) {
-      for (std::int64_t q = pec.col_start[static_cast<std::size_t>(j)]; q < pec.col_start[static_cast<std::size_t>(j) + 1]; ++q) {
-        const int i = pec.row[static_cast<std::size_t>(q)];  // i > j
-        EXPECT_EQ(pec.value[static_cast<std::size_t>(q)],
-                  f.ev.pec[static_cast<std::size_t>(t - 1)][pair_index(static_cast<std::size_t>(j), static_cast<std::size_t>(i), static_cast<std::size_t>(m))]);
-        ++entries;
+    for (bool whole : {true, false}) {
+      const evaluation& ev = whole ? r.whole : r.partial;
+      const statistics::ebv_pev got = statistics::read_ebv_pev(ebv_pev_name(t, whole), r.focal, r.pop.n);
+      for (size_t k = 0; k < m; ++k) {
+        EXPECT_EQ(got.ebv[k], ev.ebv(r.focal[k], t));
+        EXPECT_EQ(got.pev[k], ev.pev[static_cast<size_t>((r.focal[k] - 1) * 2 + t - 1)]);
       }
+      const statistics::pec_matrix pec = statistics::read_pec(pec_name(t, whole), r.focal, r.pop.n);
+      ASSERT_EQ(pec.m, static_cast<int>(m));
+      EXPECT_EQ(pec.col_start.back(), static_cast<std::int64_t>(m * (m - 1) / 2));
+      for (size_t j = 0; j < m; ++j)
+        for (std::int64_t q = pec.col_start[j]; q < pec.col_start[j + 1]; ++q)  // rows i > j
+          EXPECT_EQ(pec.value[static_cast<size_t>(q)], ev.pec[static_cast<size_t>(t - 1)][pair_index(j, static_cast<size_t>(pec.row[static_cast<size_t>(q)]), m)]);
     }
-    EXPECT_LE(entries, static_cast<std::size_t>(m * (m - 1) / 2));  // zeros may be left out
   }
 }
 
-TEST(simulate_output_files, yhat_residual_is_the_phenotype_less_the_herd_solution) {
-  fixture f;
-  auto rows = numbers_of(yhat_residual_text(f.p, f.rec, f.ev));
-  ASSERT_EQ(rows.size(), static_cast<std::size_t>(f.p.n));
-  for (const auto& r : rows) {
-    ASSERT_EQ(r.size(), 3u);
-    const std::size_t a = static_cast<std::size_t>(r[0]);
-    for (int t = 1; t <= 2; ++t)
-      EXPECT_EQ(r[static_cast<std::size_t>(t)], f.p.y[a * 2 + static_cast<std::size_t>(t - 1)] - f.ev.herd_solution(f.p.herd[a], t));
+TEST(simulate_output_files, data_yhat_pedigree_validation_and_true_values_lines) {
+  test_support::scoped_work_dir work;
+  const simulation_result r = run_here();
+  const population& p = r.pop;
+  for (bool whole : {true, false}) {
+    const std::vector<row> data = numbers_of(whole ? data_file_name : partial_data_file_name);
+    ASSERT_EQ(data.size(), static_cast<size_t>(whole ? p.n : p.n - 40));  // two generations of 20
+    for (const row& x : data) {
+      const size_t a = static_cast<size_t>(x[0]);
+      EXPECT_TRUE(whole || a < static_cast<size_t>(p.first_of_generation[2]));
+      EXPECT_EQ(x, (row{x[0], double(p.herd[a]), p.y[a * 2], p.y[a * 2 + 1]}));
+    }
   }
-}
-
-TEST(simulate_output_files, data_pedigree_validation_and_true_values_lines) {
-  fixture f;
-  std::vector<char> partial = f.rec;
-  for (int a : f.focal) partial[static_cast<std::size_t>(a)] = 0;
-  auto data = numbers_of(data_text(f.p, partial));
-  ASSERT_EQ(data.size(), static_cast<std::size_t>(f.p.n) - f.focal.size());
-  for (const auto& r : data) {
-    const std::size_t a = static_cast<std::size_t>(r[0]);
-    EXPECT_TRUE(partial[a]);
-    EXPECT_EQ(r[1], f.p.herd[a]);
-    EXPECT_EQ(r[2], f.p.y[a * 2]);
-    EXPECT_EQ(r[3], f.p.y[a * 2 + 1]);
+  const std::vector<row> yhat = numbers_of(yhat_file_name);
+  ASSERT_EQ(yhat.size(), static_cast<size_t>(p.n));
+  for (const row& x : yhat) {
+    const size_t a = static_cast<size_t>(x[0]);
+    EXPECT_EQ(x, (row{x[0], p.y[a * 2] - r.whole.herd_solution(p.herd[a], 1), p.y[a * 2 + 1] - r.whole.herd_solution(p.herd[a], 2)}));
   }
-  auto ped = numbers_of(pedigree_text(f.p));
-  ASSERT_EQ(ped.size(), static_cast<std::size_t>(f.p.n));
-  for (std::size_t k = 0; k < ped.size(); ++k) {
-    EXPECT_EQ(ped[k][0], static_cast<double>(k + 1));
-    EXPECT_EQ(ped[k][1], f.p.sire[k + 1]);
-    EXPECT_EQ(ped[k][2], f.p.dam[k + 1]);
-    EXPECT_LT(ped[k][1], ped[k][0]);
-    EXPECT_LT(ped[k][2], ped[k][0]);
-  }
-  auto val = numbers_of(validation_text(f.focal));
-  ASSERT_EQ(val.size(), f.focal.size());
-  EXPECT_EQ(val[0], std::vector<double>{static_cast<double>(f.focal[0])});
-  const std::string tv = true_values_text(f.p);
+  const std::vector<row> ped = numbers_of(pedigree_file_name);
+  ASSERT_EQ(ped.size(), static_cast<size_t>(p.n));
+  for (size_t k = 0; k < ped.size(); ++k) EXPECT_EQ(ped[k], (row{double(k + 1), double(p.sire[k + 1]), double(p.dam[k + 1])}));
+  const std::vector<row> val = numbers_of(validation_file_name);
+  ASSERT_EQ(val.size(), 20u);
+  EXPECT_EQ(val.front(), row{double(p.first_of_generation[3])});
+  const std::string tv = text_of(true_values_file_name);
   EXPECT_EQ(tv.substr(0, tv.find('\n')), "# animal sire dam generation sex herd inbreeding tbv_1 tbv_2");
-  auto rows = numbers_of(tv.substr(tv.find('\n') + 1));
-  ASSERT_EQ(rows.size(), static_cast<std::size_t>(f.p.n));
-  const auto& last = rows.back();
-  const std::size_t n = static_cast<std::size_t>(f.p.n);
-  EXPECT_EQ(last, (std::vector<double>{double(f.p.n), double(f.p.sire[n]), double(f.p.dam[n]), 3.0,
-                                       f.p.male[n] ? 1.0 : 2.0, double(f.p.herd[n]), f.p.inb[n],
-                                       f.p.tbv[n * 2], f.p.tbv[n * 2 + 1]}));
+  const std::vector<row> rows = numbers_of(true_values_file_name, 1);
+  ASSERT_EQ(rows.size(), static_cast<size_t>(p.n));
+  const size_t n = static_cast<size_t>(p.n);
+  EXPECT_EQ(rows.back(), (row{double(n), double(p.sire[n]), double(p.dam[n]), 3.0, p.male[n] ? 1.0 : 2.0,
+                              double(p.herd[n]), p.inb[n], p.tbv[n * 2], p.tbv[n * 2 + 1]}));
+}
+
+TEST(simulate_output_files, the_parameter_file_reads_back_with_the_programs_reader) {
+  test_support::scoped_work_dir work;
+  const simulation_result r = run_here();
+  const simulation_options o = testing::small_options(2);
+  const parfile::parameter_file pf = parfile::read_parameter_file(std::string(parameter_file_name), 0);
+  const parfile::model_parameters& m = pf.model;
+  EXPECT_EQ(m.datafile, "data.txt");
+  EXPECT_EQ(m.pos_y, (std::vector<int>{3, 4}));
+  EXPECT_EQ(m.nlev, (std::vector<int>{r.pop.nherd, r.pop.n}));
+  EXPECT_EQ(m.pos_eff, (std::vector<std::vector<int>>{{2, 2}, {1, 1}}));
+  ASSERT_EQ(m.nrgroup(), 1);
+  EXPECT_EQ(m.groups[0].file, "pedigree.txt");
+  EXPECT_EQ(m.groups[0].g.a, genetic_covariance(o).a);
+  EXPECT_EQ(m.r.a, residual_covariance(o).a);
+  const parfile::option_values v = pf.options.get_option("validation");
+  ASSERT_EQ(v.n, 2);
+  EXPECT_EQ(v.xc[0] + " " + v.xc[1], "2 validation.txt");
+  EXPECT_EQ(pf.options.get_option("predictive_ability").n, 0);
+  EXPECT_EQ(pf.options.get_option("se").xc.at(0), "exact");
 }
 
 }  // namespace
