@@ -1,4 +1,4 @@
-// The bootstrap's generator: first draws, virtual generators and the jump-ahead. The expected
+// The bootstrap's generator: first draws, the folded step and the jump-ahead. The expected
 // numbers come from lecuyer_first_draws.py beside this file (plain big-integer a*s mod m, no
 // Schrage; single precision through IEEE rounding), not from this code.
 #include "statistics/random.hpp"
@@ -17,18 +17,13 @@ struct expected_draw {
   std::int32_t of_20000, of_10;  // random_integer(1, 20000) and random_integer(1, 10)
 };
 
-// Output of lecuyer_first_draws.py: the first ten draws from the default seeds.
-constexpr std::array<expected_draw, 10> first_draws = {{
+// Output of lecuyer_first_draws.py: the first draws from the default seeds.
+constexpr std::array<expected_draw, 5> first_draws = {{
     {1435150771, 739987727, 695163044, 0.323710531F, 6475, 4},
     {264992611, 1715849705, 696626468, 0.324391991F, 6488, 4},
     {1287986023, 228444173, 1059541850, 0.49338761F, 9868, 5},
     {14695885, 1542136844, 620042603, 0.288729846F, 5775, 3},
     {1778129691, 1020053869, 758075822, 0.353006572F, 7061, 4},
-    {1803529921, 1472901476, 330628445, 0.153960869F, 3080, 2},
-    {261124279, 1192678701, 1215929140, 0.566211104F, 11325, 6},
-    {1119365911, 1504367091, 1762482382, 0.820719838F, 16415, 9},
-    {242889263, 1691378477, 698994348, 0.325494617F, 6510, 4},
-    {1607847107, 877531533, 730315574, 0.340079695F, 6802, 4},
 }};
 
 TEST(rng, draws_match_big_integer_arithmetic) {
@@ -43,7 +38,7 @@ TEST(rng, draws_match_big_integer_arithmetic) {
     EXPECT_EQ(big.random_integer(1, 20000), e.of_20000);
     EXPECT_EQ(small.random_integer(1, 10), e.of_10);
   }
-  for (int i = 10; i < 1000000; ++i) uniform.uniform_draw();
+  for (int i = 5; i < 1000000; ++i) uniform.uniform_draw();
   EXPECT_EQ(uniform.current().s1, 1080427395);
   EXPECT_EQ(uniform.current().s2, 113458526);
 }
@@ -57,16 +52,6 @@ TEST(rng, draw_lies_in_open_unit_interval_at_both_ends) {
   EXPECT_EQ(lecuyer_stream::integer_from_uniform(4.656612873077393e-10F, 1, 20000), 1);
 }
 
-TEST(rng, virtual_generators_start_two_to_the_fifty_draws_apart) {
-  const rng g;
-  EXPECT_EQ(g.initial_seeds(2), (lecuyer_stream{1270879355, 1392541422, false}));  // from .py
-  for (int k = 2; k <= lecuyer_generators; ++k) {
-    lecuyer_stream next = g.initial_seeds(k - 1);
-    next.skip(std::uint64_t{1} << 50);
-    EXPECT_EQ(g.initial_seeds(k), next) << "generator " << k;
-  }
-}
-
 TEST(lecuyer_stream, skip_equals_sequential_draws) {
   lecuyer_stream drawn;
   for (std::uint64_t k = 0; k <= 60000; ++k) {
@@ -77,6 +62,9 @@ TEST(lecuyer_stream, skip_equals_sequential_draws) {
     }
     drawn.next_z();
   }
+  lecuyer_stream far;  // 2^50 draws on: the second virtual generator's start, from the .py
+  far.skip(std::uint64_t{1} << 50);
+  EXPECT_EQ(far, (lecuyer_stream{1270879355, 1392541422, false}));
 }
 
 TEST(lecuyer_stream, folded_step_equals_schrage_step) {
@@ -94,11 +82,6 @@ TEST(lecuyer_stream, folded_step_equals_schrage_step) {
       EXPECT_EQ(x, y);
     }
   }
-}
-
-TEST(lecuyer_stream, antithetic_flag_mirrors_the_combined_value) {
-  lecuyer_stream plain, mirrored{lecuyer_seed1, lecuyer_seed2, true};
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(mirrored.next_z(), lecuyer_m1 - plain.next_z());
 }
 
 }  // namespace

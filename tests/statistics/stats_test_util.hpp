@@ -7,12 +7,9 @@
 
 #include <cmath>
 #include <cstdint>
-#include <fstream>
 #include <random>
-#include <string>
 #include <vector>
 
-#include "common/fatal.hpp"
 #include "support/test_support.hpp"
 
 namespace ventrel::statistics::testing {
@@ -29,14 +26,14 @@ inline focal_data make_focal_data(int n, std::uint64_t seed = 12345) {
   std::uint64_t state = seed;
   auto uniform = [&state] {
     state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return (static_cast<double>(state >> 11) + 0.5) / 9007199254740992.0;
+    return (static_cast<double>(state >> 11) + 0.5) / 9007199254740992.0 - 0.5;
   };
   focal_data d;
   for (int i = 0; i < n; ++i) {
-    const double u = uniform() - 0.5;
-    d.w.push_back(100.0 + 3.0 * u + 0.5 * (uniform() - 0.5));
-    d.p.push_back(100.2 + 2.0 * u + 0.8 * (uniform() - 0.5));
-    d.y.push_back(50.0 + 3.0 * u + 4.0 * (uniform() - 0.5));
+    const double u = uniform();
+    d.w.push_back(100.0 + 3.0 * u + 0.5 * uniform());
+    d.p.push_back(100.2 + 2.0 * u + 0.8 * uniform());
+    d.y.push_back(50.0 + 3.0 * u + 4.0 * uniform());
   }
   return d;
 }
@@ -50,18 +47,11 @@ inline std::vector<double> normals(int n, std::mt19937_64& rng) {
 }
 
 // Equal element by element, bit for bit, NaN equal to NaN.
-inline ::testing::AssertionResult same_values(const std::vector<double>& a,
-                                              const std::vector<double>& b) {
+inline bool same_values(const std::vector<double>& a, const std::vector<double>& b) {
   bool same = a.size() == b.size();
   for (std::size_t i = 0; same && i < a.size(); ++i)
     same = a[i] == b[i] || (std::isnan(a[i]) && std::isnan(b[i]));
-  if (same) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure()
-         << ::testing::PrintToString(a) << " differs from " << ::testing::PrintToString(b);
+  return same;
 }
-
-using test_support::captured_stdout;
-using test_support::stop_lines;
-using test_support::write_temp;
 
 }  // namespace ventrel::statistics::testing
