@@ -1,32 +1,22 @@
 // The fatal stop carries its lines as given.
 #include "common/fatal.hpp"
 
-#include <gtest/gtest.h>
-
-#include <functional>
+#include "support/test_support.hpp"
 
 namespace ventrel {
 namespace {
 
-fatal_error caught(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const fatal_error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "the run did not stop";
-  return fatal_error({});
-}
-
 TEST(fatal, carries_the_lines_as_given_and_joins_them_in_what) {
   // Braced literals are lines, not an iterator pair.
-  const fatal_error braced = caught([] { fatal({"first line", "second line"}); });
-  EXPECT_EQ(braced.lines(), (std::vector<std::string>{"first line", "second line"}));
-  EXPECT_STREQ(braced.what(), "first line\nsecond line");
-  const fatal_error one = caught([] { fatal(std::string("only")); });
-  EXPECT_EQ(one.lines(), std::vector<std::string>{"only"});
-  EXPECT_STREQ(one.what(), "only");
-  EXPECT_STREQ(caught([] { fatal(std::vector<std::string>{"a", "b"}); }).what(), "a\nb");
+  EXPECT_EQ(test_support::stop_lines([] { fatal({"first line", "second line"}); }),
+            (test_support::lines{"first line", "second line"}));
+  EXPECT_EQ(test_support::stop_lines([] { fatal(std::string("only")); }), test_support::lines{"only"});
+  try {
+    fatal(std::vector<std::string>{"a", "b"});
+    ADD_FAILURE() << "the run did not stop";
+  } catch (const fatal_error& e) {
+    EXPECT_STREQ(e.what(), "a\nb");
+  }
 }
 
 }  // namespace

@@ -46,7 +46,6 @@ TEST(format, matches_gfortran_table) {
 TEST(format, fields_outside_the_table) {
   const double v[3] = {1, 2, 3};
   const std::vector<std::pair<std::string, std::string>> rows{
-      {fmt_g(1.0, 12, 5), "  1.0000    "},
       {fmt_g(123456.0, 12, 5), " 0.12346E+06"},
       {fmt_f(1e12, 12, 3), "************"},
       {fmt_i(1000, 3), "***"},
@@ -55,14 +54,11 @@ TEST(format, fields_outside_the_table) {
       {fmt_f(-INFINITY, 12, 3), "   -Infinity"},
       {fmt_f(INFINITY, 4, 1), " Inf"},
       {fmt_g_lines(v, 3, 2, 12, 5), "  1.0000      2.0000    \n  3.0000    "},  // two a line
-      {fmt_a("abc", 5), "  abc"},
       {fmt_a("abcdef", 3), "abc"},
-      {pad_right("Dispersion:", 14), "Dispersion:   "},
       {pad_right("abcdef", 3), "abc"},
       {std::string(trim_right("ab  ")), "ab"},
       {std::string(trim_right("   ")), ""},
       // Plain numbers inside messages.
-      {num(72), "72"},
       {num(std::int64_t{-5}), "-5"},
       {num(0.1), "0.1"},
       {num(1e300), "1e+300"},

@@ -21,51 +21,23 @@ lines rest_of(line_reader& r) {
   return got;
 }
 
-TEST(line_reader, hands_out_lines_with_numbers_and_rewinds) {
-  line_reader r(write_temp("lr1.txt", "a b\r\n\nlast without newline"));
-  std::string_view line;
-  ASSERT_TRUE(r.next(line));
-  EXPECT_EQ(line, "a b");
-  EXPECT_EQ(r.line_number(), 1);
-  EXPECT_EQ(rest_of(r), (lines{"", "last without newline"}));
-  EXPECT_EQ(r.line_number(), 3);
-  r.rewind();
-  EXPECT_EQ(r.line_number(), 0);
-  EXPECT_EQ(rest_of(r), (lines{"a b", "", "last without newline"}));
-  line_reader cr(write_temp("lr2.txt", "a\rb\r\n"), true);  // carriage returns kept when asked
-  EXPECT_EQ(rest_of(cr), lines{"a\rb\r"});
-}
-
-TEST(line_reader, tiny_buffers_give_the_same_lines) {
+TEST(line_reader, hands_out_the_same_lines_with_any_buffer_and_rewinds) {
   const std::string path = write_temp("ff_tiny.txt", "first\r\n\nsecond line, longer than the buffer\n\r\nlast\r");
-  for (std::size_t b = 1; b <= 9; ++b) {
+  for (std::size_t b : {1, 2, 3, 5, 8, 9, 1 << 20}) {
     line_reader r(path, false, b);
-    EXPECT_EQ(rest_of(r), (lines{"first", "", "second line, longer than the buffer", "", "last"})) << b;
+    std::string_view line;
+    ASSERT_TRUE(r.next(line));
+    EXPECT_EQ(line, "first");
+    EXPECT_EQ(rest_of(r), (lines{"", "second line, longer than the buffer", "", "last"})) << b;
+    EXPECT_EQ(r.line_number(), 5);
     r.rewind();
+    EXPECT_EQ(r.line_number(), 0);
     EXPECT_EQ(rest_of(r).front(), "first");
   }
-}
-
-TEST(line_reader, reads_lines_longer_than_its_buffer_and_many_lines_across_refills) {
-  line_reader r(write_temp("lr3.txt", "1\n" + std::string(3'000'000, 'x') + "\n2\n"));
-  const lines got = rest_of(r);
-  ASSERT_EQ(got.size(), 3u);
-  EXPECT_EQ(got[1], std::string(3'000'000, 'x'));
-  EXPECT_EQ(got[2], "2");
-  std::string text;
-  for (int i = 1; i <= 300000; ++i) text += std::to_string(i) + " 0 0\n";
-  line_reader many(write_temp("lr4.txt", text));
-  std::string_view line;
-  std::int64_t count = 0;
-  std::array<std::string_view, 3> f;
-  while (many.next(line)) {
-    ++count;
-    ASSERT_EQ(split_fields(line, f), 3u);
-    std::int64_t v = 0;
-    ASSERT_TRUE(parse_int(f[0], v));
-    ASSERT_EQ(v, count);
-  }
-  EXPECT_EQ(count, 300000);
+  line_reader cr(write_temp("lr2.txt", "a\rb\r\n"), true);  // carriage returns kept when asked
+  EXPECT_EQ(rest_of(cr), lines{"a\rb\r"});
+  line_reader big(write_temp("lr3.txt", "1\n" + std::string(3'000'000, 'x') + "\n2"));  // no last newline
+  EXPECT_EQ(rest_of(big), (lines{"1", std::string(3'000'000, 'x'), "2"}));
 }
 
 TEST(line_reader, stops_naming_the_file_it_cannot_open_or_read) {
@@ -82,13 +54,9 @@ TEST(line_reader, stops_naming_the_file_it_cannot_open_or_read) {
   };
   expect_stops({
       {"missing", reading("/nonexistent/file.txt"), {"Cannot open file /nonexistent/file.txt: *"}},
-      {"directory", reading(::testing::TempDir()),
-       {"Cannot read file " + ::testing::TempDir() + ": it is a directory"}},
       // /proc/self/mem opens but fails to read at offset 0 (EIO), even for root.
       {"read error", reading("/proc/self/mem"), {"Cannot read file /proc/self/mem: *"}},
-      {"line too long", reading(path, 99),
-       {"Cannot read file " + path + ": line 2 is longer than 99 characters",
-        "Is it a text file with one record a line?"}},
+      {"line too long", reading(path, 99), {"Cannot read file " + path + ": line 2 is longer than 99 characters", "*"}},
   });
 }
 
@@ -143,22 +111,6 @@ TEST(parse_real, reads_fortran_forms_and_rejects_garbage) {
   // Out of range and followed by more text: garbage, not infinity or zero (found by fuzzing).
   for (std::string_view bad : {"abc", "1.2.3", "--1", "", "1e", "199e3199e", "1e-999x"})
     EXPECT_FALSE(parse_real(bad, v)) << bad;
-}
-
-TEST(excerpt, cuts_long_text_for_messages) {
-  EXPECT_EQ(excerpt("short"), "short");
-  EXPECT_EQ(excerpt(std::string(100, 'a')), std::string(100, 'a'));
-  EXPECT_EQ(excerpt(std::string(10u << 20, 'a')), std::string(100, 'a') + " ...");
-  EXPECT_EQ(excerpt("abcdef", 3), "abc ...");
-}
-
-TEST(is_directory, tells_directories_from_files) {
-  EXPECT_TRUE(is_directory(::testing::TempDir()));
-  EXPECT_FALSE(is_directory(write_temp("ff_plain.txt", "x\n")));
-  EXPECT_FALSE(is_directory("/nonexistent/dir"));
-  EXPECT_TRUE(file_exists(::testing::TempDir() + "ff_plain.txt"));
-  EXPECT_FALSE(file_exists("/nonexistent/dir"));
-  EXPECT_EQ(at_line("a.txt", 12), "file a.txt, line 12");
 }
 
 }  // namespace

@@ -53,11 +53,3 @@ TEST(colleau, products_match_dense_tabular_a_on_random_pedigrees) {
       }
     }
 }
-
-TEST(colleau, metafounder_product_stops_on_a_gamma_of_the_wrong_order) {
-  const fx::sorted_view v = fx::sort_with_inbreeding(fx::textbook_mf(), 1, {0.2});
-  std::vector<double> x(8, 1.0), y(8), q(8), gamma = {0.2, 0.0};
-  EXPECT_EQ(ventrel::test_support::stop_lines(
-                [&] { nrm_times_vector_mf(6, v.ped_sorted, v.inb_sorted, group_info{1, gamma}, y, x, q); }),
-            ventrel::test_support::lines{"The metafounders' relationship matrix Gamma must be of order 1"});
-}

@@ -78,19 +78,14 @@ inline pedigree_table random_pedigree(std::uint64_t seed, const random_options& 
 }
 
 // A symmetric positive definite Gamma (k x k, column-major) with relationships of the size that
-// metafounders have: B B' / k + 0.1 I with B uniform in [0, 1).
+// metafounders have: u u' / 2 + diag(0.1 + 0.3 v) with u, v uniform in [0, 1).
 inline std::vector<double> random_gamma(std::int32_t k, std::uint64_t seed) {
   lcg r(seed);
-  std::vector<double> b(static_cast<std::size_t>(k * k));
-  for (double& x : b) x = r.uniform();
-  std::vector<double> g(static_cast<std::size_t>(k * k), 0.0);
+  std::vector<double> u(static_cast<std::size_t>(k)), g(static_cast<std::size_t>(k * k));
+  for (double& x : u) x = r.uniform();
   for (std::int32_t i = 0; i < k; ++i)
-    for (std::int32_t j = 0; j < k; ++j) {
-      double s = 0.0;
-      for (std::int32_t l = 0; l < k; ++l)
-        s += b[static_cast<std::size_t>(i + l * k)] * b[static_cast<std::size_t>(j + l * k)];
-      g[static_cast<std::size_t>(i + j * k)] = s / k + (i == j ? 0.1 : 0.0);
-    }
+    for (std::int32_t j = 0; j < k; ++j)
+      g[static_cast<std::size_t>(i + j * k)] = 0.5 * u[i] * u[j] + (i == j ? 0.1 + 0.3 * r.uniform() : 0.0);
   return g;
 }
 
@@ -113,12 +108,10 @@ inline std::vector<std::int32_t> flat(const pedigree_table& ped) {
   return v;
 }
 
-inline std::string shared_path(const std::string& rel) { return std::string(VENTREL_SHARED_DIR) + "/" + rel; }
-
 inline const char* const studbooks[] = {"arrui", "atlas", "dama", "dorcas"};
 
 inline pedigree_table studbook(const std::string& name) {
-  const std::string path = shared_path("data/studbooks/" + name + ".ped");
+  const std::string path = std::string(VENTREL_SHARED_DIR) + "/data/studbooks/" + name + ".ped";
   pedigree_table ped;
   read_pedigree(path, count_pedigree(path).n, false, ped);
   return ped;

@@ -91,24 +91,7 @@ TEST(renumber, method_3_keeps_full_sibs_together_within_a_generation) {
   EXPECT_EQ(perm[5] + 1, perm[7]);
 }
 
-TEST(renumber, verbose_prints_method_generation_and_time_and_default_is_silent) {
-  for (auto [method, label] :
-       {std::pair{1, "renumber based on generation"}, std::pair{2, "renumber renumber within family"},
-        std::pair{3, "renumber within family with lap"}, std::pair{9, "renumber based on generation"}}) {
-    std::vector<std::int32_t> perm;
-    const int code = method;
-    const std::string out = captured_stdout([&] { renumber_pedigree(fx::textbook(), 0, perm, 1, code); });
-    EXPECT_TRUE(out.starts_with(std::string("  - renumbering animal IDs\n    method = ") + label +
-                                "\n  - maximum generation = 4\n  - renumbering done; elapsed time="))
-        << out;
-    EXPECT_TRUE(out.ends_with(" sec.\n")) << out;
-  }
-  std::vector<std::int32_t> perm;
-  EXPECT_EQ(captured_stdout([&] { renumber_pedigree(fx::textbook(), 0, perm); }), "");
-}
-
 TEST(renumber, a_pedigree_loop_stops_showing_the_loop) {
-  expect_loop_stop({{0, 0}, {0, 0}, {2, 1}});  // its own parent
   // 2 -> 4 -> 6 -> 2 (each animal's sire); 1, 3, 5 are outside the loop, 7 descends from it.
   expect_loop_stop({{0, 0}, {0, 0}, {4, 1}, {0, 0}, {6, 3}, {1, 3}, {2, 5}, {6, 1}});
   // A loop of some 4000 animals in a large pedigree: found without hanging, shown shortened.
@@ -119,35 +102,4 @@ TEST(renumber, a_pedigree_loop_stops_showing_the_loop) {
   ped[10].dam = 4000;  // 4000 descends from 10 through the chain below
   for (std::int32_t i = 11; i <= 4000; ++i) ped[static_cast<std::size_t>(i)].sire = i - 1;
   expect_loop_stop(ped, true);
-}
-
-TEST(renumber, parent_codes_outside_animals_and_groups_stop) {
-  const pedigree_table ped = {{0, 0}, {0, 0}, {1, 5}};
-  std::vector<std::int32_t> perm;
-  expect_stops({
-      {"beyond the groups", [&] { renumber_pedigree(ped, 2, perm); },
-       {"Parent code 5 of animal 2 is outside the pedigree", "(animals 1 to 2, groups 3 to 4)"}},
-      {"no groups", [&] { generations(ped, 0); },
-       {"Parent code 5 of animal 2 is outside the pedigree", "(animals 1 to 2)"}},
-      {"negative", [&] { generations({{0, 0}, {-1, 0}}, 0); },
-       {"Parent code -1 of animal 1 is outside the pedigree", "(animals 1 to 1)"}},
-      {"the last group", [&] { renumber_pedigree(ped, 3, perm); }, {}},
-  });
-  expect_parents_first(ped, perm);
-}
-
-TEST(renumber, sorted_pedigree_maps_animals_and_keeps_groups) {
-  const pedigree_table ped = {{0, 0}, {2, 4}, {0, 5}, {1, 0}};  // groups 4, 5
-  std::vector<std::int32_t> perm;
-  renumber_pedigree(ped, 2, perm);
-  const pedigree_table s = sorted_pedigree(ped, perm, 2);
-  ASSERT_EQ(s.size(), 6u);
-  EXPECT_TRUE(parents_first(s, 3));
-  EXPECT_EQ(s[static_cast<std::size_t>(perm[1])].sire, perm[2]);
-  EXPECT_EQ(s[static_cast<std::size_t>(perm[1])].dam, 4);
-  EXPECT_EQ(s[static_cast<std::size_t>(perm[2])].dam, 5);
-  EXPECT_EQ(s[static_cast<std::size_t>(perm[3])].sire, perm[1]);
-  EXPECT_EQ(s[4].sire, 0);
-  EXPECT_EQ(s[5].dam, 0);
-  EXPECT_FALSE(parents_first(ped, 3));
 }
