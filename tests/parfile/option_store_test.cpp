@@ -1,4 +1,5 @@
-// OPTION queries: matching, comments, continued searches, exclusive options and the stops.
+// OPTION queries: matching, comments, continued searches and exclusive options (the stops on
+// long or TAB-holding OPTION lines are checked end to end).
 #include "parfile/option_store.hpp"
 
 #include "support/test_support.hpp"
@@ -6,7 +7,6 @@
 namespace ventrel::parfile {
 namespace {
 
-using test_support::expect_stops;
 using test_support::lines;
 using test_support::stop_lines;
 using test_support::write_temp;
@@ -73,32 +73,6 @@ TEST(option_store, finds_the_first_OPTION_line_of_a_name_or_the_next_one) {
   EXPECT_EQ(s.get_exclusive_options("zz", "nthreads").xc, lines{"4"});
   EXPECT_EQ(s.get_exclusive_options("zz", "yy").n, -1);
   EXPECT_EQ(stop_lines([&] { s.get_exclusive_options("a", "b"); }), lines{"Both options were set a and b"});
-}
-
-TEST(option_store, an_option_line_of_too_many_words_or_a_tab_stops_naming_it) {
-  std::string many = "OPTION many", five_thousand = "OPTION validation 2", sevens;
-  for (int i = 1; i <= 1002; ++i) many += " 1";
-  for (int i = 0; i < 5000; ++i) five_thousand += " 7";  // cut at 5000 characters: still 2,500 words
-  for (int i = 0; i < 50; ++i) sevens += "7 ";
-  const std::string p_many = write_temp("opt_many.txt", many + "\n");
-  const std::string p_5000 = write_temp("opt_5000.txt", "DATAFILE\n" + five_thousand + "\n");
-  const std::string p_tab = write_temp("opt_tab.txt", "DATAFILE\nOPTION nthreads 2\nOPTION se\texact\n");
-  expect_stops({
-      {"1002 values", [&] { option_store(p_many).get_option("many"); },
-       {"Error in nums2 splitting string starting: 1", "into m: 1003 items", "file " + p_many + ", line 1"}},
-      {"5000 values", [&] { option_store(p_5000).get_option("validation"); },
-       {"Error in nums2 splitting string starting: " + sevens + " ...", "into m: 1003 items",
-        "file " + p_5000 + ", line 2"}},
-      {"tab",
-       [&] {
-         const option_store s(p_tab);
-         EXPECT_EQ(s.get_option("nthreads").n, 1);  // found before the TAB
-         s.get_option("se");
-       },
-       {" TAB was found, Use spaces to separeate columns in file: \"" + p_tab + "\"",
-        "file " + p_tab + ", line 3: only blanks separate the words of this line",
-        " Convert to TAB to spaces, e.g. \"expand file > newfile\""}},
-  });
 }
 
 }  // namespace

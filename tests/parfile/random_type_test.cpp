@@ -1,4 +1,4 @@
-// Random type words, codes and descriptions.
+// Random type words and codes (the descriptions are checked where the model is printed).
 #include "parfile/random_type.hpp"
 
 #include <gtest/gtest.h>
@@ -22,16 +22,6 @@ TEST(random_type, words_give_their_codes_compared_on_eleven_characters) {
     const auto t = match_random_type(word);
     EXPECT_EQ(t ? random_type_code(*t) : -1, code) << word;
   }
-}
-
-TEST(random_type, descriptions_follow_the_table) {
-  EXPECT_EQ(random_type_description(random_type::add_an_upg),
-            "additive animal with unknown parent groups");
-  EXPECT_EQ(random_type_description(random_type::add_an_upginb),
-            "additive animal with unknown parent groups and inbreeding");
-  EXPECT_EQ(random_type_description(random_type::add_an_bees_inb),
-            "additive animal for BEES and inbreeding");
-  EXPECT_EQ(random_type_description(random_type::ar1), "AR(1)");
   for (int outside : {0, 1, 18}) EXPECT_EQ(random_type_description(static_cast<random_type>(outside)), "");
 }
 

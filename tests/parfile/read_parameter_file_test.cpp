@@ -1,6 +1,8 @@
-// The parameter file reader: a complete file, the file name, and every stop of the keyword
-// sections.
+// The parameter file reader: a complete file, its variants, the file name, and the stops of the
+// keyword sections.
 #include "parfile/read_parameter_file.hpp"
+
+#include <algorithm>
 
 #include "support/test_support.hpp"
 
@@ -8,7 +10,6 @@ namespace ventrel::parfile {
 namespace {
 
 using test_support::captured_stdout;
-using test_support::expect_stops;
 using test_support::lines;
 using test_support::write_temp;
 
@@ -96,11 +97,9 @@ TEST(read_parameter_file, reads_every_section_of_a_complete_file) {
                                                     effect_type::cross_classified, effect_type::covariable}));
   EXPECT_EQ(m.nestedcov, (std::vector<std::vector<int>>{{0, 0}, {0, 0}, {1, 1}}));
   EXPECT_EQ(m.r.a, (std::vector<double>{1.0, 0.5, 0.5, 2.0}));
-  EXPECT_EQ(m.nrgroup_expected, 1);
   ASSERT_EQ(m.nrgroup(), 1);
   const random_group& g = m.groups[0];
   EXPECT_EQ(g.effects, std::vector<int>{2});
-  EXPECT_EQ(g.ncorr, 1);
   EXPECT_EQ(g.type, random_type::add_animal);
   EXPECT_EQ(g.file, dir + "rp_ped.txt");
   EXPECT_EQ(g.g.rows, 2);
@@ -123,131 +122,55 @@ TEST(read_parameter_file, reads_the_variants_of_each_section) {
   EXPECT_EQ(randomtype(c, 3), random_type::add_animal);
   EXPECT_EQ(read_text(with(t, "WEIGHT(S)\n\n", "WEIGHT(S)\n4\n")).model.pos_weight, (std::vector<int>{4, 4}));
   EXPECT_EQ(read_text(with(t, "WEIGHT(S)\n\n", "WEIGHT(S)\n4 7\n")).model.pos_weight, (std::vector<int>{4, 7}));
-  EXPECT_EQ(read_text(with(t, "NUMBER_OF_TRAITS\n", "NUMBER_OF_TRAITS\n  # two\n")).model.ntrait, 2);
-  EXPECT_EQ(read_text(with(t, "2 0 100 cross\n", "2 0 2147483647 crossclassified\n")).model.nlev[1], 2147483647);
+  EXPECT_EQ(read_text(with(t, "2 0 100 cross\n", "2 0 100 crossclassified\n")).model.effecttype[1],
+            effect_type::cross_classified);
   EXPECT_EQ(read_text(with(t, dir + "rp_ped.txt\n", "\n")).model.groups[0].file, "");
-  EXPECT_EQ(read_text(with(t, "add_animal", "add_an_bees_inb")).model.groups[0].type, random_type::add_an_bees);
   EXPECT_EQ(read_text(one_group_text(2, 35, identity(70))).model.groups[0].g.rows, 70);
   EXPECT_EQ(read_text(two_groups()).model.nrgroup(), 2);
-  // A TAB in an OPTION line, a trailing comment or the values of a matrix does no harm.
-  EXPECT_NO_THROW(read_text(with(t, "OPTION se exact", "OPTION\tse exact")));
-  EXPECT_NO_THROW(read_text(with(t, "2 0 100 cross\n", "2 0 100 cross # a\tb\n")));
+  // TABs may separate the values of a matrix.
   EXPECT_NO_THROW(read_text(with(t, "1.0 0.5\n", "1.0\t0.5\n")));
 }
 
-TEST(read_parameter_file, stops_in_the_header_sections_naming_the_line) {
-  const std::string t = base_text();
-  auto edit = [&](const std::string& from, const std::string& to) { return reading(with(t, from, to)); };
-  const std::string subdir = dir + "rp_a_directory";
-  std::filesystem::create_directories(subdir);
-  expect_stops({
-      {"empty file", reading(""), {"INPUT FILE EMPTY"}},
-      {"only comments", reading("# nothing\n   # more\n"), {"INPUT FILE EMPTY"}},
-      {"blank first line", reading("\n"), {"DATAFILE not found", at(1)}},
-      {"tab in the first record", reading("DATAFILE\t\n"),
-       {" TAB was found, Use spaces to separeate columns in file: \"" + par + "\"",
-        " Convert to TAB to spaces, e.g. \"expand file > newfile\""}},
-      {"no data file", edit("rp_data.txt", "rp_nodata.txt"),
-       {"There is no such data file: " + dir + "rp_nodata.txt", at(3)}},
-      {"data file a directory", edit(dir + "rp_data.txt", subdir),
-       {"There is no such data file: " + subdir, at(3) + ": it is a directory"}},
-      {"NUMBER_OF_TRAIT", edit("NUMBER_OF_TRAITS", "NUMBER_OF_TRAIT"), {"NUMBER_OF_TRAITS not found", at(4)}},
-      {"blank count", edit("NUMBER_OF_TRAITS\n", "NUMBER_OF_TRAITS\n\n"),
-       {"The value after NUMBER_OF_TRAITS must be a positive whole number, found: \"\"", at(5)}},
-      {"no effects", edit("NUMBER_OF_EFFECTS\n3", "NUMBER_OF_EFFECTS\n0"),
-       {"The value after NUMBER_OF_EFFECTS must be a positive whole number, found: \"0\"", at(7)}},
-      {"number_of_effects", edit("NUMBER_OF_EFFECTS", "number_of_effects"), {"NUMBER_OF_EFFECTS not found", at(6)}},
-      {"OBSERVATIONS", edit("OBSERVATION(S)", "OBSERVATIONS"), {" OBSERVATION(S) not found", at(8)}},
-      {"one observation", edit("5 6\n", "5\n"), {"2 numbers expected after OBSERVATION(S)", at(9)}},
-      {"WEIGHTS", edit("WEIGHT(S)", "WEIGHTS"), {" WEIGHT(S) not found", at(10)}},
-      {"three weights", edit("WEIGHT(S)\n\n", "WEIGHT(S)\n4 7 8\n"),
-       {"Values for WEIGHT can be 'empty line' (no weight), a single number (same weight for all lines)",
-        "or 'ntrait' numbers (different weights for each trait)", at(11)}},
-      {"no parameter file", [] { read_parameter_file(dir + "rp_absent.txt", 0); },
-       {"There is no such parameter file.", " file: \"" + dir + "rp_absent.txt\""}},
-      {"no name", [] { read_parameter_file(std::string(), 0); },
-       {"There is no such parameter file.", " file: \"\""}},
-  });
+// Each action stops; the first lines of its message are those given.
+void expect_stop_starts(const std::vector<std::pair<std::function<void()>, lines>>& rows) {
+  for (const auto& [action, want] : rows) {
+    lines got = test_support::stop_lines(action);
+    got.resize(std::min(got.size(), want.size()));
+    EXPECT_EQ(got, want);
+  }
 }
 
-TEST(read_parameter_file, stops_in_the_effects_and_the_residual_naming_the_line) {
+// The stops that no end-to-end run reaches: missing keywords (every section checks its keyword
+// alike), counts that do not fit, values running into the next keyword and the limits of a group.
+TEST(read_parameter_file, stops_naming_the_keyword_and_the_line) {
   const std::string t = base_text();
   auto edit = [&](const std::string& from, const std::string& to) { return reading(with(t, from, to)); };
-  auto effect_word = [](int effect, const std::string& word) {
-    return "Effect " + std::to_string(effect) + ": the data columns and the number of levels must be whole "
-           "numbers from 0 to 2147483647, found: \"" + word + "\"";
-  };
-  expect_stops({
-      {"EFFECTS", edit("EFFECTS:", "EFFECTS"), {" EFFECTS: not found", at(12)}},
-      {"three words", edit("2 0 100 cross\n", "2 0 100\n"),
-       {"too few or too many numbers for effect 2. Was 3", at(14)}},
-      {"nested without its columns", edit("3 3 1 cov 1 1\n", "3 3 1 cov 1\n"),
-       {"too few or too many numbers for effect 3. Was 5", at(15)}},
-      {"a count far beyond the lines", edit("NUMBER_OF_EFFECTS\n3\n", "NUMBER_OF_EFFECTS\n2000000000\n"),
-       {"too few or too many numbers for effect 4. Was 1", at(16)}},
-      {"the file ends among the effects", reading(t.substr(0, t.find("2 0 100 cross"))),
-       {"The file ends after 1 of the 3 effect lines that NUMBER_OF_EFFECTS announces", at_end}},
-      {"unknown type", edit("2 0 100 cross\n", "2 0 100 random\n"), {"Unknown type of effect: random", at(14)}},
-      {"level too large", edit("2 0 100 cross\n", "2 0 99999999999 cross\n"),
-       {effect_word(2, "99999999999"), at(14)}},
-      {"negative level", edit("2 0 100 cross\n", "2 0 -5 cross\n"), {effect_word(2, "-5"), at(14)}},
-      {"column not a number", edit("2 0 100 cross\n", "2 x 100 cross\n"), {effect_word(2, "x"), at(14)}},
-      {"nested column not a number", edit("3 3 1 cov 1 1\n", "3 3 1 cov 1 one\n"), {effect_word(3, "one"), at(15)}},
-      {"tab in an effect line", edit("2 0 100 cross\n", "2 0\t100 cross\n"),
-       {" TAB was found, Use spaces to separeate columns in file: \"" + par + "\"",
-        at(14) + ": only blanks separate the words of this line",
-        " Convert to TAB to spaces, e.g. \"expand file > newfile\""}},
-      {"RANDOM_RESIDUALS", edit("RANDOM_RESIDUAL", "RANDOM_RESIDUALS"), {" RANDOM_RESIDUAL not found", at(16)}},
-      {"residual not a number", edit("1.0 0.5\n", "1.0 x\n"),
-       {"error reading RANDOM_RESIDUAL variances", at(17) + ": \"x\" is not a finite number"}},
-  });
-}
-
-TEST(read_parameter_file, stops_in_the_random_groups_naming_the_line) {
-  const std::string t = base_text();
-  auto edit = [&](const std::string& from, const std::string& to) { return reading(with(t, from, to)); };
-  const std::string subdir = dir + "rp_a_directory";
-  std::filesystem::create_directories(subdir);
   auto group = [&](const std::string& effects) { return edit("RANDOM_GROUP\n2\n", "RANDOM_GROUP\n" + effects); };
   std::string bad_value;  // the 70th of 81 values of one long line is no number
   for (int i = 0; i < 81; ++i) bad_value += i == 69 ? "x " : "1 ";
-  expect_stops({
-      {"blank group line", group("\n"), {"line after RANDOM_GROUP has too few or too many numbers", at(20)}},
-      {"four effects", group("1 2 3 4\n"), {"line after RANDOM_GROUP has too few or too many numbers", at(20)}},
-      {"effect 0", group("0\n"), {"number 0 after RANDOM_GROUP out of range", at(20)}},
-      {"effect 4", group("4\n"), {"number 4 after RANDOM_GROUP out of range", at(20)}},
-      {"not consecutive", group("1 3\n"), {" correlated effects: 1 3 should be consecutive", at(20)}},
-      {"effect in two groups", reading(two_groups("2")), {"effect 2 is already in an earlier RANDOM_GROUP", at(29)}},
-      {"RANDOM-TYPE", edit("RANDOM_TYPE", "RANDOM-TYPE"), {" RANDOM_TYPE not found", at(21)}},
-      {"add_an_exact", edit("add_animal", "add_an_exact"),
-       {"unknown RANDOM-TYPE: add_an_exact", " Should be diagonal, AR(1), add_animal, add_sire",
-        " add_an_upg, add_an_upginb, add_an_usym, ", " add_an_metafounders, add_an_bees, add_an_bees_inb,",
-        " add_an_auto, add_an_exact,", " user_file, user_file_inv, or par_domin", at(22)}},
-      {"FILES", edit("\nFILE\n", "\nFILES\n"), {" FILE for random effect 2 not found", at(23)}},
-      {"no pedigree", edit("rp_ped.txt", "rp_noped.txt"),
-       {" Error in the FILE statement:", " There is no such pedigree/user-supplied file: " + dir + "rp_noped.txt",
-        at(24)}},
-      {"pedigree a directory", edit(dir + "rp_ped.txt", subdir),
-       {" Error in the FILE statement:", " There is no such pedigree/user-supplied file: " + subdir,
-        at(24) + ": it is a directory"}},
-      {"VARIANCES", edit("(CO)VARIANCES", "VARIANCES"), {" (CO)VARIANCES not found", at(25)}},
-      {"NaN", edit("0.5, 0.1\n", "0.5, NaN\n"),
-       {"error reading variances for effect 2", at(26) + ": \"NaN\" is not a finite number"}},
-      {"an OPTION word among the values", edit("0.1 0.8 extra words are ignored\n", "0.1\n"),
+  expect_stop_starts({
+      {reading("\n"), {"DATAFILE not found", at(1)}},
+      {edit("NUMBER_OF_EFFECTS", "number_of_effects"), {"NUMBER_OF_EFFECTS not found", at(6)}},
+      {edit("5 6\n", "5\n"), {"2 numbers expected after OBSERVATION(S)", at(9)}},
+      {edit("WEIGHT(S)\n\n", "WEIGHT(S)\n4 7 8\n"), {"Values for WEIGHT can be 'empty line' (no weight), a "
+                                                     "single number (same weight for all lines)"}},
+      {edit("3 3 1 cov 1 1\n", "3 3 1 cov 1\n"), {"too few or too many numbers for effect 3. Was 5", at(15)}},
+      {reading(t.substr(0, t.find("2 0 100 cross"))),
+       {"The file ends after 1 of the 3 effect lines that NUMBER_OF_EFFECTS announces", at_end}},
+      {edit("2 0 100 cross\n", "2 0 100 random\n"), {"Unknown type of effect: random", at(14)}},
+      {group("\n"), {"line after RANDOM_GROUP has too few or too many numbers", at(20)}},
+      {group("0\n"), {"number 0 after RANDOM_GROUP out of range", at(20)}},
+      {group("1 3\n"), {" correlated effects: 1 3 should be consecutive", at(20)}},
+      {edit("\nFILE\n", "\nFILES\n"), {" FILE for random effect 2 not found", at(23)}},
+      {edit("0.1 0.8 extra words are ignored\n", "0.1\n"),
        {"error reading variances for effect 2", at(28) + ": \"OPTION\" is not a finite number"}},
-      {"the file ends among the values", reading(t.substr(0, t.find("0.1 0.8"))),
-       {"error reading variances for effect 2", at_end}},
-      {"a bad value after the first batch", reading(one_group_text(1, 9, bad_value)),
+      {reading(t.substr(0, t.find("0.1 0.8"))), {"error reading variances for effect 2", at_end}},
+      {reading(one_group_text(1, 9, bad_value)),
        {"error reading variances for effect 1", at(30) + ": \"x\" is not a finite number"}},
-      {"order 72", reading(one_group_text(2, 36, identity(72))),
-       {"maxcorr should be increased to at least 72", at(56)}},
-      {"a group line after an unrelated line is counted but never reached",
-       reading(with(two_groups(), "RANDOM_GROUP\n3\n", "OTHER\nRANDOM_GROUP\n3\n")),
+      {reading(one_group_text(2, 36, identity(72))), {"maxcorr should be increased to at least 72", at(56)}},
+      {reading(with(two_groups(), "RANDOM_GROUP\n3\n", "OTHER\nRANDOM_GROUP\n3\n")),
        {"ERROR: The program could not read all RANDOM_GROUP in the parameter file - ",
-        "       just read the first 1 random effect(s) only.",
-        "       There may be a mismatch between the number of effects in a RANDOM_GROUP",
-        "       and the order of (CO)VARIANCES. Please make sure that all the correlated",
-        "       effects are specified in each RANDOM_GROUP."}},
+        "       just read the first 1 random effect(s) only."}},
   });
 }
 
@@ -258,41 +181,25 @@ TEST(read_parameter_file, values_of_a_long_line_are_read_in_batches_and_the_rest
   ASSERT_EQ(m.groups[0].g.rows, 9);
   for (int i = 0; i < 9; ++i)
     for (int j = 0; j < 9; ++j) EXPECT_EQ(m.groups[0].g(i, j), 9 * i + j);
-  // Ten megabytes of values after the residual variances cost only the four kept.
-  std::string line = "1.0 0.5 0.5 2.0";
-  line.reserve(10u << 20);
-  while (line.size() < (10u << 20)) line += " 7.25";
-  EXPECT_EQ(read_text(with(base_text(), "1.0 0.5\n0.5 2.0\n", line + "\n")).model.r.a,
-            (std::vector<double>{1.0, 0.5, 0.5, 2.0}));
 }
 
-TEST(read_parameter_file, warns_about_add_an_mf_and_prints_the_banner_and_the_name) {
+TEST(read_parameter_file, warns_about_add_an_mf) {
   model_parameters m;
   EXPECT_EQ(captured_stdout([&] { m = read_text(with(base_text(), "add_animal", "add_an_mf")).model; }),
             "add_an_mf is not well implemented\nuse add_an_meta instead\n");
   EXPECT_EQ(m.groups[0].type, random_type::add_an_mf);
-  write_temp("rp_par.txt", base_text());
-  EXPECT_EQ(captured_stdout([] { read_parameter_file(command_line{{par}}, 1, "VENTREL ver. 1.0.0      "); }),
-            "VENTREL ver. 1.0.0\n parameter file: " + par + "\n");
 }
 
-TEST(parameter_file_name, comes_from_the_first_argument_or_else_from_a_prompt) {
+TEST(parameter_file_name, comes_from_the_first_argument_unless_it_is_an_option_then_from_a_prompt) {
   EXPECT_EQ(parameter_file_name(command_line{{"par.txt  ", "--version"}}, stdin), "par.txt");
-  struct row {
-    command_line cmd;
-    const char* input;
-    std::string name;
-  };
-  for (const row& r : {row{{}, "  my par.txt \nnext\n", "my par.txt"},
-                       row{{{"--x", "par.txt"}}, "  my par.txt \nnext\n", "my par.txt"}, row{{}, "", ""}}) {
-    std::FILE* in = std::tmpfile();
-    std::fputs(r.input, in);
-    std::rewind(in);
-    std::string name;
-    EXPECT_EQ(captured_stdout([&] { name = parameter_file_name(r.cmd, in); }), " name of parameter file?\n");
-    EXPECT_EQ(name, r.name);
-    std::fclose(in);
-  }
+  std::FILE* in = std::tmpfile();
+  std::fputs("  my par.txt \nnext\n", in);
+  std::rewind(in);
+  std::string name;
+  EXPECT_EQ(captured_stdout([&] { name = parameter_file_name(command_line{{"--x", "par.txt"}}, in); }),
+            " name of parameter file?\n");
+  EXPECT_EQ(name, "my par.txt");
+  std::fclose(in);
 }
 
 }  // namespace

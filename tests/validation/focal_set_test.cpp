@@ -1,4 +1,4 @@
-// The index of focal levels and the fifth column of each layout.
+// The index of focal levels.
 #include "validation/focal_set.hpp"
 
 #include <gtest/gtest.h>
@@ -28,13 +28,6 @@ TEST(focal_index, memory_follows_the_focal_levels_not_the_effect_levels) {
   EXPECT_FALSE(idx.position.dense());
   const std::vector<std::pair<int, int>> slots{{2000000000, 1}, {7, 2}, {1999999999, 3}, {8, 0}, {2147483647, 0}};
   for (const auto& [level, slot] : slots) EXPECT_EQ(idx.slot(level), slot) << level;
-}
-
-TEST(focal_index, fifth_column_follows_the_layout) {
-  EXPECT_EQ(extra_column_of(solution_layout::orvane), extra_column::none);
-  EXPECT_EQ(extra_column_of(solution_layout::tirvex), extra_column::none);
-  EXPECT_EQ(extra_column_of(solution_layout::orvane_se), extra_column::se);
-  EXPECT_EQ(extra_column_of(solution_layout::quodax), extra_column::acc);
 }
 
 }  // namespace
