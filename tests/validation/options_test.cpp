@@ -8,7 +8,6 @@ namespace ventrel::validation {
 namespace {
 
 using test_support::captured_stdout;
-using test_support::lines;
 
 // Each test runs in a fresh folder holding both default solution files; the model has two
 // traits and three effects.
