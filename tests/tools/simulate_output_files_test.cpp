@@ -48,38 +48,28 @@ simulation_result run_here() {
   return run_simulation(o);
 }
 
-TEST(simulate_output_files, solutions_hold_every_effect_level_and_trait_with_accuracies) {
+TEST(simulate_output_files, solutions_ebv_pev_and_pec_files_of_both_evaluations) {
   test_support::scoped_work_dir work;
   const simulation_result r = run_here();
   const linalg::dense_matrix g0 = genetic_covariance(testing::small_options(2));
+  const size_t m = r.focal.size();
   for (bool whole : {true, false}) {
     const evaluation& ev = whole ? r.whole : r.partial;
+    auto pev = [&](int a, int t) { return ev.pev[static_cast<size_t>((a - 1) * 2 + t - 1)]; };
     const std::string text = text_of(solutions_file_name(whole));
     EXPECT_EQ(text.substr(0, text.find('\n')), "trait/effect level  solution acc");
     const std::vector<row> rows = numbers_of(solutions_file_name(whole), 1);
     ASSERT_EQ(rows.size(), static_cast<size_t>(ev.layout.neq()));
-    for (const row& x : rows) {
+    for (const row& x : rows) {  // trait effect level solution acc
       ASSERT_EQ(x.size(), 5u);
       const int t = static_cast<int>(x[0]), e = static_cast<int>(x[1]), l = static_cast<int>(x[2]);
       EXPECT_EQ(x[3], e == 1 ? ev.herd_solution(l, t) : ev.ebv(l, t));
-      const double pev = e == 1 ? 0.0 : ev.pev[static_cast<size_t>((l - 1) * 2 + t - 1)];
-      EXPECT_NEAR(x[4], e == 1 ? 0.0 : std::sqrt(1 - pev / ((1 + r.pop.inb[static_cast<size_t>(l)]) * g0(t - 1, t - 1))), 1e-12);
+      EXPECT_NEAR(x[4], e == 1 ? 0.0 : std::sqrt(1 - pev(l, t) / ((1 + r.pop.inb[static_cast<size_t>(l)]) * g0(t - 1, t - 1))), 1e-12);
     }
-  }
-}
-
-TEST(simulate_output_files, ebv_pev_and_pec_files_read_back_with_the_se_readers) {
-  test_support::scoped_work_dir work;
-  const simulation_result r = run_here();
-  const size_t m = r.focal.size();
-  for (int t = 1; t <= 2; ++t) {
-    for (bool whole : {true, false}) {
-      const evaluation& ev = whole ? r.whole : r.partial;
+    // The ebv_pev and pec files, read back with the readers of se exact.
+    for (int t = 1; t <= 2; ++t) {
       const statistics::ebv_pev got = statistics::read_ebv_pev(ebv_pev_name(t, whole), r.focal, r.pop.n);
-      for (size_t k = 0; k < m; ++k) {
-        EXPECT_EQ(got.ebv[k], ev.ebv(r.focal[k], t));
-        EXPECT_EQ(got.pev[k], ev.pev[static_cast<size_t>((r.focal[k] - 1) * 2 + t - 1)]);
-      }
+      for (size_t k = 0; k < m; ++k) EXPECT_TRUE(got.ebv[k] == ev.ebv(r.focal[k], t) && got.pev[k] == pev(r.focal[k], t)) << k;
       const statistics::pec_matrix pec = statistics::read_pec(pec_name(t, whole), r.focal, r.pop.n);
       ASSERT_EQ(pec.m, static_cast<int>(m));
       EXPECT_EQ(pec.col_start.back(), static_cast<std::int64_t>(m * (m - 1) / 2));

@@ -36,9 +36,14 @@ void expect_covariance(F v, int first, int last, const linalg::dense_matrix& g) 
 }
 
 TEST(simulate_population, founders_mendelian_sampling_and_residuals_have_their_covariances) {
-  simulation_options o = testing::small_options(2, 20000);
+  // Two sires and 20 dams of the previous generation for six generations: much inbreeding, so
+  // that the Mendelian sampling variance b_i G0 differs clearly from G0 / 2.
+  simulation_options o = testing::small_options(2, 10000);
   o.founders = 40000;
-  o.sires = 50;
+  o.generations = 6;
+  o.sires = 2;
+  o.dams = 20;
+  o.overlap = 1;
   o.h2 = {0.4, 0.2};
   o.vp = {2.0, 1.0};
   o.rg = 0.6;
@@ -59,11 +64,18 @@ TEST(simulate_population, founders_mendelian_sampling_and_residuals_have_their_c
   }, 1, p.n, r);
 }
 
-TEST(simulate_population, pedigree_structure_and_one_population_per_seed) {
-  const simulation_options o = testing::small_options(2, 100);
+TEST(simulate_population, pedigree_structure_inbreeding_and_one_population_per_seed) {
+  simulation_options o = testing::small_options(2, 120);
+  o.generations = 6;
+  o.sires = 3;
+  o.dams = 20;
+  o.overlap = 3;
   const population p = simulate_population(o);
-  EXPECT_EQ(p.first_of_generation, (std::vector<int>{1, 101, 201, 301, 401}));
+  EXPECT_EQ(p.first_of_generation, (std::vector<int>{1, 121, 241, 361, 481, 601, 721, 841}));
+  const std::vector<double> ref = reference::tabular_inbreeding(testing::tabular_of(p));
+  EXPECT_GT(*std::max_element(ref.begin(), ref.end()), 0.1);  // few sires: the population is inbred
   for (size_t i = 1; i <= static_cast<size_t>(p.n); ++i) {
+    EXPECT_NEAR(p.inb[i], ref[i], 1e-12) << "animal " << i;
     const int g = p.generation[i];
     const size_t s = static_cast<size_t>(p.sire[i]), d = static_cast<size_t>(p.dam[i]);
     if (g == 0) {
@@ -77,21 +89,8 @@ TEST(simulate_population, pedigree_structure_and_one_population_per_seed) {
   }
   const population b = simulate_population(o);
   EXPECT_TRUE(p.sire == b.sire && p.dam == b.dam && p.y == b.y && p.tbv == b.tbv);
-  simulation_options o2 = o;
-  o2.seed = o.seed + 1;
-  EXPECT_NE(simulate_population(o2).y, p.y);
-}
-
-TEST(simulate_population, inbreeding_equals_the_tabular_reference) {
-  simulation_options o = testing::small_options(1, 120);
-  o.generations = 6;
-  o.sires = 3;
-  o.dams = 20;
-  o.overlap = 3;
-  const population p = simulate_population(o);
-  const std::vector<double> ref = reference::tabular_inbreeding(testing::tabular_of(p));
-  for (size_t i = 1; i <= static_cast<size_t>(p.n); ++i) EXPECT_NEAR(p.inb[i], ref[i], 1e-12) << "animal " << i;
-  EXPECT_GT(*std::max_element(ref.begin(), ref.end()), 0.1);  // few sires: the population is inbred
+  o.seed += 1;
+  EXPECT_NE(simulate_population(o).y, p.y);
 }
 
 }  // namespace

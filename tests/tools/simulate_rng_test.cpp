@@ -9,17 +9,15 @@
 namespace ventrel::simulate {
 namespace {
 
-TEST(simulate_rng, published_splitmix_output_and_one_sequence_per_seed) {
+TEST(simulate_rng, a_seed_gives_the_published_generators_sequence) {
   std::uint64_t state = 0;
   EXPECT_EQ(splitmix64(state), 0xe220a8397b1dcdafULL);
-  rng a(42), b(42), c(43);
-  int same_c = 0;
-  for (int k = 0; k < 1000; ++k) {
-    const std::uint64_t x = a.next();
-    EXPECT_EQ(x, b.next());
-    same_c += x == c.next();
-  }
-  EXPECT_EQ(same_c, 0);
+  // xoshiro256** seeded with splitmix64(42): the first outputs by a separate implementation of
+  // the published algorithms (a few lines of Python), so that a seed gives the same data anywhere.
+  rng a(42);
+  EXPECT_EQ(a.next(), 0x15780b2e0c2ec716ULL);
+  EXPECT_EQ(a.next(), 0x6104d9866d113a7eULL);
+  EXPECT_EQ(a.next(), 0xae17533239e499a1ULL);
 }
 
 TEST(simulate_rng, below_is_even_and_normal_pairs_are_independent_standard_normals) {
