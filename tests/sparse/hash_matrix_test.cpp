@@ -1,18 +1,13 @@
-// sparse_hashm: storage of the triangles, sums, slot placement, search modes, growth, probe
-// failures, random additions against std::map, the capacity for a size, and the messages.
+// sparse_hashm: slot placement, search modes, growth, probe failures, random additions in both
+// storages against std::map, the capacity for a size, and the stops.
 #include "sparse/hash_matrix.hpp"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <map>
+#include <tuple>
 
 #include "sparse_test_util.hpp"
 
-namespace ventrel::sparse {
-namespace {
-
-using namespace testing;
+namespace ventrel::sparse::testing {
 
 // The first two slots (from 1) that element (i, j) probes: the reference placement, from the
 // published forms of the two hash functions. lookup3: Bob Jenkins' mix, once more for every
@@ -39,92 +34,46 @@ std::pair<std::int64_t, std::int64_t> probe_slots(hash_method method, int i, int
   return {slots[0], slots[1]};
 }
 
-std::int64_t slot_holding(const sparse_hashm& h, int i, int j) {
-  for (std::int64_t s = 1; s <= h.nel; ++s)
-    if (slot_row(h, s) == i && slot_col(h, s) == j) return s;
-  return -1;
-}
-
-TEST(hash_matrix, upper_storage_ignores_the_lower_triangle_and_sums_repeated_additions) {
-  for (hash_storage st : {hash_storage::upper, hash_storage::full}) {
-    const bool full = st == hash_storage::full;
+TEST(hash_matrix, search_and_addition_follow_the_probe_sequence) {
+  // each row: an element, then one (7, c) that collides with it on its first probe
+  for (auto [method, nel, i, j] : std::vector<std::tuple<hash_method, std::int64_t, int, int>>{
+           {hash_method::multiplicative, 100, 3, 7}, {hash_method::lookup3, 1024, 123456, 654321},
+           {hash_method::lookup3, 64, 1, 1}}) {
+    SCOPED_TRACE(nel);
+    const std::int64_t slot = probe_slots(method, i, j, nel).first;
+    int c = 1;
+    while (probe_slots(method, 7, c, nel).first != slot) ++c;
     sparse_hashm h;
-    init(h, 64, st);
-    for (double v : {1.0, 0.25, -3.0}) addm(v, 2, 4, h);
-    addm(1.5, 4, 2, h);
-    EXPECT_DOUBLE_EQ(getm(2, 4, h), -1.75);
-    EXPECT_EQ(getm(4, 2, h), full ? 1.5 : 0.0);
-    EXPECT_EQ(h.filled, full ? 2 : 1);
-    EXPECT_EQ(getm(4, 4, h), 0.0);
+    init(h, nel, hash_storage::full);
+    h.method = method;
+    EXPECT_EQ(hash_search(i, j, h, hash_mode::find), 0);
+    EXPECT_EQ(hash_search(i, j, h, hash_mode::locate), slot);
+    EXPECT_EQ(h.filled, 0);
+    EXPECT_EQ(hash_search(i, j, h, hash_mode::insert), slot);
+    EXPECT_EQ(hash_search(i, j, h, hash_mode::insert), slot);  // already there
+    EXPECT_EQ(std::pair(slot_row(h, slot), slot_col(h, slot)), std::pair(i, j));
+    addm(1.0, 7, c, h);
+    EXPECT_EQ(hash_search(7, c, h, hash_mode::find), probe_slots(method, 7, c, nel).second);
+    EXPECT_EQ(h.filled, 2);
   }
-}
-
-TEST(hash_matrix, elements_land_on_their_probe_sequence) {
-  // each row: an element, then one that collides with it on its first probe (searched for lookup3)
-  struct row {
-    hash_method method;
-    std::int64_t nel;
-    int i, j, ci = 0, cj = 0;
-  };
-  for (row r : std::vector<row>{{hash_method::multiplicative, 100, 3, 7, 103, 7},
-                                {hash_method::multiplicative, 1000, 5, 5, 1005, 5},
-                                {hash_method::lookup3, 1024, 123456, 654321},
-                                {hash_method::lookup3, 64, 1, 1}}) {
-    SCOPED_TRACE(r.nel);
-    const std::int64_t slot = probe_slots(r.method, r.i, r.j, r.nel).first;
-    for (int c = 1; r.ci == 0; ++c)
-      if (probe_slots(r.method, 7, c, r.nel).first == slot) r.ci = 7, r.cj = c;
-    ASSERT_EQ(probe_slots(r.method, r.ci, r.cj, r.nel).first, slot);
-    sparse_hashm h;
-    init(h, r.nel, hash_storage::full);
-    h.method = r.method;
-    addm(1.0, r.i, r.j, h);
-    addm(1.0, r.ci, r.cj, h);
-    EXPECT_EQ(slot_holding(h, r.i, r.j), slot);
-    EXPECT_EQ(slot_holding(h, r.ci, r.cj), probe_slots(r.method, r.ci, r.cj, r.nel).second);
-  }
-}
-
-TEST(hash_matrix, search_modes_find_insert_and_locate) {
-  sparse_hashm h;
-  init(h, 64);
-  EXPECT_EQ(hash_search(2, 9, h, hash_mode::find), 0);
-  const std::int64_t where = hash_search(2, 9, h, hash_mode::locate);
-  EXPECT_EQ(h.filled, 0);
-  EXPECT_EQ(hash_search(2, 9, h, hash_mode::insert), where);
-  EXPECT_EQ(std::pair(slot_row(h, where), slot_col(h, where)), std::pair(2, 9));
-  EXPECT_EQ(hash_search(2, 9, h, hash_mode::find), where);
-  EXPECT_EQ(hash_search(2, 9, h, hash_mode::insert), where);
-  EXPECT_EQ(h.filled, 1);
 }
 
 TEST(hash_matrix, grows_by_half_when_more_than_nine_tenths_full) {
   // The multiplicative hash reaches every slot of 10 slots, so that the fill of exactly 0.9
   // occurs (no growth); lookup3 needs a power of two (14/16, then 15/16). Growth comes before an
-  // addition to a table above 0.9, even of an element already there, and says so when verbose.
-  struct row {
-    hash_method method;
-    std::int64_t nel;
-    int msg_level;
-    std::string message;
-  };
-  for (const row& r : std::vector<row>{
-           {hash_method::multiplicative, 10, 0, ""},
-           {hash_method::multiplicative, 10, 1, "hash matrix increased from 10 to 15 % filled: 100\n"},
-           {hash_method::lookup3, 16, 1, "hash matrix increased from 16 to 24 % filled: 93.75\n"}}) {
-    SCOPED_TRACE(r.message);
+  // addition to a table above 0.9, even of an element already there.
+  for (auto [method, nel] : {std::pair{hash_method::multiplicative, 10}, std::pair{hash_method::lookup3, 16}}) {
     sparse_hashm h;
-    init(h, r.nel);
-    h.method = r.method;
-    h.msg_level = r.msg_level;
+    init(h, nel);
+    h.method = method;
     int k = 0;
-    while (static_cast<double>(h.filled) <= 0.9 * static_cast<double>(r.nel)) {
+    while (static_cast<double>(h.filled) <= 0.9 * nel) {
       ++k;
       addm(k, k, k + 1, h);
-      ASSERT_EQ(h.nel, r.nel);
+      ASSERT_EQ(h.nel, nel);
     }
-    EXPECT_EQ(captured_stdout([&] { addm(1.0, 1, 2, h); }), r.message);
-    EXPECT_EQ(h.nel, r.nel * 3 / 2);
+    addm(1.0, 1, 2, h);
+    EXPECT_EQ(h.nel, nel * 3 / 2);
     EXPECT_EQ(h.filled, k);
     for (int m = 1; m <= k; ++m) EXPECT_EQ(getm(m, m + 1, h), m + (m == 1));
   }
@@ -149,26 +98,28 @@ TEST(hash_matrix, probe_failure_prints_pb_5000_collisions_and_grows) {
 }
 
 TEST(hash_matrix, random_additions_match_a_map_through_many_growths) {
+  // upper storage ignores the lower triangle, full storage keeps both
   std::mt19937 rng(7);
   std::uniform_int_distribution<int> idx(1, 300);
   std::uniform_real_distribution<double> val(-1.0, 1.0);
-  for (hash_method method : {hash_method::lookup3, hash_method::multiplicative}) {
-    sparse_hashm h;
-    init(h, 7);
-    h.method = method;
-    std::map<std::pair<int, int>, double> ref;
-    captured_stdout([&] {  // probe failures of small tables may print
-      for (int k = 0; k < 20000; ++k) {
-        const int i = idx(rng), j = idx(rng);
-        const double v = val(rng);
-        addm(v, i, j, h);
-        if (i <= j) ref[{i, j}] += v;
-      }
-    });
-    EXPECT_EQ(h.filled, static_cast<std::int64_t>(ref.size()));
-    for (const auto& [ij, v] : ref) EXPECT_DOUBLE_EQ(getm(ij.first, ij.second, h), v);
-    EXPECT_EQ(getm(301, 301, h), 0.0);
-  }
+  for (hash_storage st : {hash_storage::upper, hash_storage::full})
+    for (hash_method method : {hash_method::lookup3, hash_method::multiplicative}) {
+      sparse_hashm h;
+      init(h, 7, st);
+      h.method = method;
+      std::map<std::pair<int, int>, double> ref;
+      captured_stdout([&] {  // probe failures of small tables may print
+        for (int k = 0; k < 20000; ++k) {
+          const int i = idx(rng), j = idx(rng);
+          const double v = val(rng);
+          addm(v, i, j, h);
+          if (i <= j || st == hash_storage::full) ref[{i, j}] += v;
+        }
+      });
+      EXPECT_EQ(h.filled, static_cast<std::int64_t>(ref.size()));
+      for (const auto& [ij, v] : ref) EXPECT_DOUBLE_EQ(getm(ij.first, ij.second, h), v);
+      EXPECT_EQ(getm(301, 301, h), 0.0);
+    }
 }
 
 TEST(hash_matrix, capacity_for_is_a_power_of_two_with_room) {
@@ -180,7 +131,7 @@ TEST(hash_matrix, capacity_for_is_a_power_of_two_with_room) {
   }
 }
 
-TEST(hash_matrix, messages) {
+TEST(hash_matrix, stops) {
   sparse_hashm h;
   init(h, 16);
   sparse_hashm gone = h;
@@ -191,5 +142,4 @@ TEST(hash_matrix, messages) {
                 {"index below 1", [&] { addm(1.0, 0, 3, h); }, {"sparse_hashm: index below 1: 0 3"}}});
 }
 
-}  // namespace
-}  // namespace ventrel::sparse
+}  // namespace ventrel::sparse::testing

@@ -2,21 +2,16 @@
 // matrix's positions and over the whole pattern of the factor.
 #include "sparse/simplicial_inverse.hpp"
 
-#include <gtest/gtest.h>
-
 #include "sparse_test_util.hpp"
 
-namespace ventrel::sparse {
-namespace {
-
-using namespace testing;
+namespace ventrel::sparse::testing {
 
 TEST(simplicial_inverse, matches_the_dense_inverse) {
   linalg::dense_matrix one(1, 1);
   one(0, 0) = 4.0;
   const std::vector<std::pair<linalg::dense_matrix, double>> rows = {
-      {random_spd(80, 0.04, 10, 1), 1e-12}, {random_spd(80, 0.04, 10, 2), 1e-12}, {random_spd(80, 0.04, 10, 3), 1e-12},
-      {pedigree_inverse(150, 4), 1e-10},    {pedigree_inverse(150, 5), 1e-10},    {one, 1e-15}};
+      {random_spd(80, 0.04, 10, 1), 1e-12}, {random_spd(80, 0.04, 10, 2), 1e-12}, {pedigree_inverse(150, 4), 1e-10},
+      {one, 1e-15}};
   for (const auto& [d, tol] : rows) {
     SCOPED_TRACE(d.rows);
     ija_matrix m = ija_of(d);
@@ -34,5 +29,4 @@ TEST(simplicial_inverse, matches_the_dense_inverse) {
   }
 }
 
-}  // namespace
-}  // namespace ventrel::sparse
+}  // namespace ventrel::sparse::testing

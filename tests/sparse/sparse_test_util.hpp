@@ -1,14 +1,11 @@
-// Helpers shared by the sparse tests (besides support/test_support.hpp): a fresh working folder
-// by name, random symmetric matrices, pedigree inverses and hash matrices,
-// and the dense forms and dense references the sparse results are compared with.
+// Helpers shared by the sparse tests (besides support/test_support.hpp): random symmetric
+// matrices, pedigree inverses and hash matrices, and the dense forms and dense references the
+// sparse results are compared with. The tests live in this namespace too.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <omp.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <filesystem>
 #include <functional>
 #include <random>
 #include <set>
@@ -16,38 +13,18 @@
 #include <utility>
 #include <vector>
 
-#include "common/fatal.hpp"
 #include "linalg/dense_matrix.hpp"
 #include "reference/dense_inverse.hpp"
+#include "sparse/convert_hash_ija.hpp"
 #include "sparse/hash_matrix.hpp"
 #include "sparse/ija_matrix.hpp"
-#include "sparse/kelp_factor.hpp"
-#include "support/test_support.hpp"
 #include "sparse/ldl_factor.hpp"
 #include "sparse/upper_csr.hpp"
+#include "support/test_support.hpp"
 
 namespace ventrel::sparse::testing {
 
-using test_support::captured_stdout;
-using test_support::expect_stops;
-using test_support::stop_case;
-using test_support::with_threads;
-
-// A fresh empty folder as the working directory while the object lives.
-struct scoped_work_dir {
-  std::filesystem::path old = std::filesystem::current_path(), dir;
-  explicit scoped_work_dir(const std::string& name)
-      : dir(std::filesystem::path(::testing::TempDir()) / (name + "_" + std::to_string(::getpid()))) {
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-    std::filesystem::current_path(dir);
-  }
-  ~scoped_work_dir() {
-    std::filesystem::current_path(old);
-    std::error_code ec;
-    std::filesystem::remove_all(dir, ec);
-  }
-};
+using namespace test_support;
 
 // The same matrix with 64-bit row pointers.
 inline ija8_matrix wide(const ija_matrix& m) { return {m.n, {m.ia.begin(), m.ia.end()}, m.ja, m.a}; }
@@ -84,8 +61,7 @@ inline ija_matrix ija_of(const linalg::dense_matrix& d, const std::function<bool
 inline void dominate_diagonal(linalg::dense_matrix& d) {
   for (int i = 0; i < d.rows; ++i) {
     d(i, i) = 1.0;
-    for (int j = 0; j < d.cols; ++j)
-      if (j != i) d(i, i) += std::fabs(d(i, j));
+    for (int j = 0; j < d.cols; ++j) d(i, i) += j != i ? std::fabs(d(i, j)) : 0.0;
   }
 }
 
@@ -169,18 +145,12 @@ inline hash_fill random_hash(int n, int additions, unsigned seed, bool with_diag
   return r;
 }
 
-// A matrix factorised by the KELP engine (ordered, analysed, factorised with `threads` threads).
-struct kelp_case {
+// The upper-triangular IJA matrix of random_hash's additions.
+inline ija_matrix random_ija(int n, int additions, unsigned seed, bool with_diagonal = true) {
   ija_matrix m;
-  std::vector<std::int64_t> ptr;
-  upper_csr view = view_of(m, ptr);
-  kelp_factor k;
-  kelp_case(const ija_matrix& given, kelp_ordering o, int threads) : m(given) {
-    k.order(view, o);
-    k.analyze(view);
-    k.factorize(view, threads);
-  }
-};
+  convert_hash_ija(random_hash(n, additions, seed, with_diagonal).h, m);
+  return m;
+}
 
 // The MORLO engine's L D L' of d with the permutation given, or AMD's when none is.
 inline simplicial_factor ldl_of(const linalg::dense_matrix& d, std::vector<std::int64_t> perm = {}) {

@@ -3,25 +3,11 @@
 // pointers.
 #include "sparse/traceblock_ija.hpp"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
-#include "sparse/convert_hash_ija.hpp"
 #include "sparse_test_util.hpp"
 
-namespace ventrel::sparse {
-namespace {
-
-using namespace testing;
+namespace ventrel::sparse::testing {
 
 constexpr int first = 7, last = 26, nb = last - first + 1;
-
-ija_matrix random_ija(int n, int additions, unsigned seed) {
-  ija_matrix m;
-  convert_hash_ija(random_hash(n, additions, seed).h, m);
-  return m;
-}
 
 TEST(traceblock_ija, every_kind_of_second_matrix_matches_the_dense_trace) {
   const ija_matrix a = random_ija(40, 400, 21), bi = random_ija(nb, 100, 22);
@@ -53,14 +39,13 @@ TEST(traceblock_ija, every_kind_of_second_matrix_matches_the_dense_trace) {
   }
 }
 
-TEST(traceblock_ija, messages) {
+TEST(traceblock_ija, stops_on_a_bad_block) {
   const ija_matrix a = random_ija(40, 400, 21);
   const linalg::dense_matrix b(5, 5);
   expect_stops({{"first > last", [&] { traceblock_ija_dense(a, 10, 9, b); },
-                 {"TRACEBLOCK_IJA_DENSE: abnormal range specified", "range: 10 9; order of the matrix: 40"}},
+                 {"TRACEBLOCK_IJA_DENSE: abnormal range specified", "*"}},
                 {"block of 6, B of 5", [&] { traceblock_ija_dense(a, 1, 6, b); },
-                 {"TRACEBLOCK_IJA_DENSE: incompatible dimensions", "order of the block: 6; of the second matrix: 5"}}});
+                 {"TRACEBLOCK_IJA_DENSE: incompatible dimensions", "*"}}});
 }
 
-}  // namespace
-}  // namespace ventrel::sparse
+}  // namespace ventrel::sparse::testing

@@ -2,14 +2,9 @@
 // MORLO factor, which must reproduce P A P'.
 #include "sparse/upper_csr.hpp"
 
-#include <gtest/gtest.h>
-
 #include "sparse_test_util.hpp"
 
-namespace ventrel::sparse {
-namespace {
-
-using namespace testing;
+namespace ventrel::sparse::testing {
 
 TEST(upper_csr, well_formed_accepts_a_proper_matrix_and_rejects_each_breakage) {
   const ija_matrix good = ija_of(random_spd(8, 0.4, 0, 1));
@@ -28,5 +23,4 @@ TEST(upper_csr, well_formed_accepts_a_proper_matrix_and_rejects_each_breakage) {
   }
 }
 
-}  // namespace
-}  // namespace ventrel::sparse
+}  // namespace ventrel::sparse::testing
