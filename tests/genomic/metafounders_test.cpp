@@ -1,4 +1,4 @@
-// Reading Gamma: either triangle, agreement of both, positive definiteness, and the stops.
+// Reading Gamma: either triangle, and the stops that the end-to-end runs do not reach.
 #include "genomic/metafounders.hpp"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// Tests of the files of methods 7 and 9: selfing generations and inb_mf.txt.
+// Tests of the files of methods 7 and 9: selfing generations and inb_mf.txt (method 9 reading
+// its file: pedigree_phase_test.cpp).
 #include <gtest/gtest.h>
 
 #include "pedigree/inbreeding.hpp"
@@ -11,16 +12,6 @@ using namespace ventrel::test_support;
 TEST(inbreeding_files, self_generations_default_to_zero_and_the_last_line_holds) {
   const std::vector<std::int32_t> g = read_self_generations(write_temp("inbreeding_files_gen", "2 3\n\n4 1\n2 5\n"), 5);
   EXPECT_EQ(g, (std::vector<std::int32_t>{0, 0, 5, 0, 1, 0}));
-}
-
-TEST(inbreeding_files, method_9_reads_inb_mf_with_metafounders) {
-  const pedigree_table ped = {{0, 0}, {3, 3}, {1, 3}};
-  inbreeding_options opt;
-  opt.method = 9;
-  opt.inb_mf_file = write_temp("inbreeding_files_inb_mf", "1 0.15\n\n2 0.125\n3 0.7\n");
-  std::vector<double> inb;
-  compute_inbreeding(ped, inb, opt, group_info{1, std::vector<double>{0.3}});
-  EXPECT_EQ(inb, (std::vector<double>{0.0, 0.15, 0.125, 0.15}));  // the metafounder's from Gamma
 }
 
 TEST(inbreeding_files, bad_files_stop_naming_the_file_and_line) {
@@ -39,8 +30,9 @@ TEST(inbreeding_files, bad_files_stop_naming_the_file_and_line) {
       {"self: 1000 generations", self("1 1000\n"), {}},
       {"inb: missing", [] { read_inbreeding_file("/nonexistent/inb_mf.txt", 2, 1); },
        {"File /nonexistent/inb_mf.txt does not exist"}},
-      {"inb: animal without a line", inb("2 0.125\n3 0.5\n"),
+      {"inb: animal without a line (3 is the metafounder)", inb("2 0.125\n3 0.5\n"),
        {"Animal 1 has no inbreeding coefficient in file " + inb_path}},
+      {"inb: beyond the metafounder", inb("1 0.1\n4 0.1\n"), {"Animal 4 is not in the pedigree (animals 1 to 2)", "*"}},
       {"inb: value", inb("1 0.1\n2 abc\n"),
        {"Cannot read animal and inbreeding coefficient", "file " + inb_path + ", line 2"}},
   });

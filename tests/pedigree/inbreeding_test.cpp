@@ -97,17 +97,3 @@ TEST(inbreeding, parallel_methods_give_the_same_coefficients_for_any_thread_coun
     }
   }
 }
-
-TEST(inbreeding, the_order_given_or_found_gives_the_same_coefficients) {
-  fx::random_options o;
-  o.n = 300;
-  const pedigree_table ped = fx::random_pedigree(6, o);
-  std::vector<double> own, given;
-  compute_inbreeding(ped, own, {});
-  for (int method : {1, 2, 3}) {
-    std::vector<std::int32_t> perm;
-    renumber_pedigree(ped, 0, perm, 0, method);
-    compute_inbreeding(ped, given, {}, {}, perm);
-    expect_near_all(given, own, 1e-12);
-  }
-}

@@ -1,4 +1,5 @@
-// Tests of renumber_pedigree, generations, sorted_pedigree and parents_first.
+// Tests of renumber_pedigree and generations: parents first, the orders of methods 1 to 3, and
+// the loop stop.
 #include "pedigree/renumber.hpp"
 
 #include <gtest/gtest.h>
