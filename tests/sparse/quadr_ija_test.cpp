@@ -7,7 +7,7 @@ namespace ventrel::sparse::testing {
 
 TEST(quadr_ija, equals_the_dense_quadratic_form_for_any_thread_count) {
   for (auto [n, additions] : {std::pair{80, 1500}, std::pair{1000, 8000}}) {
-    const ija_matrix m = random_ija(n, additions, n, false);
+    const ija_matrix m = random_ija(n, additions, n);
     std::vector<double> x(n);
     for (int i = 0; i < n; ++i) x[i] = std::cos(1.3 * i) + 0.2;
     const std::vector<double> ax = dense_times(dense_of(m), x);

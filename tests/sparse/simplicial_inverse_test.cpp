@@ -7,12 +7,10 @@
 namespace ventrel::sparse::testing {
 
 TEST(simplicial_inverse, matches_the_dense_inverse) {
-  linalg::dense_matrix one(1, 1);
-  one(0, 0) = 4.0;
-  const std::vector<std::pair<linalg::dense_matrix, double>> rows = {
-      {random_spd(80, 0.04, 10, 1), 1e-12}, {random_spd(80, 0.04, 10, 2), 1e-12}, {pedigree_inverse(150, 4), 1e-10},
-      {one, 1e-15}};
-  for (const auto& [d, tol] : rows) {
+  for (const auto& [d, tol] : std::vector<std::pair<linalg::dense_matrix, double>>{
+           {random_spd(80, 0.04, 10, 1), 1e-12},
+           {random_spd(80, 0.04, 10, 2), 1e-12},
+           {pedigree_inverse(150, 4), 1e-10}}) {
     SCOPED_TRACE(d.rows);
     ija_matrix m = ija_of(d);
     std::vector<std::int64_t> ptr;

@@ -8,7 +8,6 @@
 #include <cmath>
 #include <functional>
 #include <random>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -118,11 +117,10 @@ inline linalg::dense_matrix pedigree_inverse(int n, unsigned seed) {
 }
 
 // Random additions (lower ones included, which upper storage ignores) into a hash matrix of order
-// n, with the matrix they make (symmetric for upper storage) and the positions they fill.
+// n, with the matrix they make (symmetric for upper storage; its nonzeros are the positions filled).
 struct hash_fill {
   sparse_hashm h;
   linalg::dense_matrix matrix;
-  std::set<std::pair<int, int>> pattern;
 };
 
 inline hash_fill random_hash(int n, int additions, unsigned seed, bool with_diagonal = true,
@@ -140,7 +138,6 @@ inline hash_fill random_hash(int n, int additions, unsigned seed, bool with_diag
     if (storage == hash_storage::upper && j < i) continue;
     r.matrix(i - 1, j - 1) += v;
     if (storage == hash_storage::upper && i != j) r.matrix(j - 1, i - 1) += v;
-    r.pattern.insert({i, j});
   }
   return r;
 }
@@ -164,15 +161,12 @@ inline simplicial_factor ldl_of(const linalg::dense_matrix& d, std::vector<std::
   return f;
 }
 
-// y = A x and y = A^{-1} x by the dense reference.
+// y = A x by the dense reference.
 inline std::vector<double> dense_times(const linalg::dense_matrix& a, const std::vector<double>& x) {
   std::vector<double> y(static_cast<std::size_t>(a.rows), 0.0);
   for (int j = 0; j < a.cols; ++j)
     for (int i = 0; i < a.rows; ++i) y[i] += a(i, j) * x[j];
   return y;
-}
-inline std::vector<double> dense_solve(const linalg::dense_matrix& a, const std::vector<double>& b) {
-  return dense_times(reference::dense_spd_inverse(a), b);
 }
 
 inline void expect_all_near(const std::vector<double>& got, const std::vector<double>& want, double tol) {

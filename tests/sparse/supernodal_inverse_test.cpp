@@ -6,39 +6,36 @@
 #include <tuple>
 
 #include "sparse/kelp_factor.hpp"
+#include "sparse/morlo90.hpp"
 #include "sparse_test_util.hpp"
+
+// The optional arguments are named by designated initializers; the ones left out are empty.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 namespace ventrel::sparse::testing {
 
-// A matrix factorised by the KELP engine (AMD, factorised with `threads` threads).
-struct kelp_case {
-  ija_matrix m;
+// Inverse by the supernodal sweep over KELP's factor (AMD) with `threads` threads, written over
+// the values of m.
+ija_matrix supernodal(ija_matrix m, int threads) {
   std::vector<std::int64_t> ptr;
   upper_csr view = view_of(m, ptr);
   kelp_factor k;
-  kelp_case(const ija_matrix& given, int threads) : m(given) {
-    k.order(view, kelp_ordering::amd);
-    k.analyze(view);
-    k.factorize(view, threads);
-  }
-};
-
-// Inverse by the supernodal sweep with `threads` threads, written over the values of m.
-ija_matrix supernodal(const ija_matrix& m, int threads) {
-  kelp_case x(m, threads);
-  scatter_inverse(x.k.factor(), takahashi_supernodal(x.k.factor(), threads), x.view);
-  return x.m;
+  k.order(view, kelp_ordering::amd), k.analyze(view), k.factorize(view, threads);
+  scatter_inverse(k.factor(), takahashi_supernodal(k.factor(), threads), view);
+  return m;
 }
 
-// The matrix with an explicit zero at every other position of its AMD factor's pattern, so that
-// the inverse written over it covers the whole pattern.
+// The matrix with an explicit zero at every other position of its factor's pattern (AMD, as
+// exported by morlo90), so that the inverse written over it covers the whole pattern.
 ija_matrix with_factor_pattern(const linalg::dense_matrix& d) {
-  const kelp_case x(ija_of(d), 1);
+  morlo90 s;
+  s.set_num_threads_kelp(1);
+  ija_matrix m = ija_of(d);
   ija8_matrix u;
-  x.k.export_factor(u);
+  std::vector<int> perm, pinv(d.rows);
+  s("factorization", m), s("export_fact", m, {.factija = &u}), s("perm", m, {.perm = &perm});
   const linalg::dense_matrix in = dense_of(u);  // permuted numbering
-  std::vector<std::int64_t> pinv(d.rows), perm = x.k.permutation();
-  for (int q = 0; q < d.rows; ++q) pinv[perm[q]] = q;
+  for (int q = 0; q < d.rows; ++q) pinv[perm[q] - 1] = q;
   return ija_of(d, [&](int i, int j) { return in(pinv[i], pinv[j]) != 0.0; });
 }
 
