@@ -23,6 +23,7 @@
 #include "sparse/cholmod_session.hpp"
 #include "sparse/convert_hash_ija.hpp"
 #include "sparse/hash_matrix.hpp"
+#include "sparse/kelp_factor.hpp"
 
 using namespace ventrel;
 
@@ -76,9 +77,11 @@ int main(int argc, char** argv) {
     sparse::convert_hash_ija(h, m);
   }
   // The upper triangle by rows is the lower triangle by columns (stype -1), as KELP hands it on.
-  std::vector<SuiteSparse_long> p(static_cast<std::size_t>(m.n) + 1), ix(m.ja.size());
-  for (int k = 0; k <= m.n; ++k) p[static_cast<std::size_t>(k)] = m.ia[static_cast<std::size_t>(k)] - 1;
-  for (std::size_t q = 0; q < m.ja.size(); ++q) ix[q] = m.ja[q] - 1;
+  std::vector<std::int64_t> pointers;
+  sparse::cholmod_view view(sparse::view_of(m, pointers));
+  const std::vector<SuiteSparse_long>& p = view.p;
+  const std::vector<SuiteSparse_long>& ix = view.i;
+  cholmod_sparse& s = view.s;
   std::size_t dense_rows = 0;
   std::vector<SuiteSparse_long> degree(static_cast<std::size_t>(m.n), 0);
   for (int k = 0; k < m.n; ++k)
@@ -87,18 +90,6 @@ int main(int argc, char** argv) {
       if (ix[static_cast<std::size_t>(q)] != k) ++degree[static_cast<std::size_t>(ix[static_cast<std::size_t>(q)])];
     }
   for (SuiteSparse_long d : degree) dense_rows += d > 1000;
-  cholmod_sparse s{};
-  s.nrow = s.ncol = static_cast<std::size_t>(m.n);
-  s.nzmax = m.ja.size();
-  s.p = p.data();
-  s.i = ix.data();
-  s.x = m.a.data();
-  s.stype = -1;
-  s.itype = CHOLMOD_LONG;
-  s.xtype = CHOLMOD_REAL;
-  s.dtype = CHOLMOD_DOUBLE;
-  s.sorted = 1;
-  s.packed = 1;
   std::printf("%s: order %d, nnz(upper) %zu, rows with more than 1000 entries %zu; read in %.1f s\n", path.c_str(),
               m.n, m.ja.size(), dense_rows, omp_get_wtime() - t0);
 

@@ -15,28 +15,6 @@ extern "C" int openblas_get_num_threads(void);
 namespace ventrel::sparse {
 namespace {
 
-struct cholmod_view {
-  std::vector<SuiteSparse_long> p, i;
-  cholmod_sparse s{};
-
-  explicit cholmod_view(const upper_csr& a)
-      : p(static_cast<std::size_t>(a.n) + 1), i(static_cast<std::size_t>(a.nnz)) {
-    for (int k = 0; k <= a.n; ++k) p[k] = a.ia[k] - 1;
-    for (std::int64_t q = 0; q < a.nnz; ++q) i[q] = a.ja[q] - 1;
-    s.nrow = s.ncol = static_cast<std::size_t>(a.n);
-    s.nzmax = static_cast<std::size_t>(a.nnz);
-    s.p = p.data();
-    s.i = i.data();
-    s.x = a.a;
-    s.stype = -1;
-    s.itype = CHOLMOD_LONG;
-    s.xtype = CHOLMOD_REAL;
-    s.dtype = CHOLMOD_DOUBLE;
-    s.sorted = 1;
-    s.packed = 1;
-  }
-};
-
 // Supernode J of a supernodal factor: columns k1..k2-1, rows s[pi[J]..pi[J+1]-1] (the first
 // k2-k1 are the columns themselves), values nsrow x nscol by columns from x[px[J]].
 struct supernode {

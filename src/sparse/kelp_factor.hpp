@@ -15,6 +15,32 @@ namespace ventrel::sparse {
 
 enum class kelp_ordering { amd, metis };
 
+// The upper triangle by rows (IJA) seen by CHOLMOD as the lower triangle by columns (stype -1):
+// the indices are copied (to 64-bit, from 0), the values are shared.
+struct cholmod_view {
+  std::vector<SuiteSparse_long> p, i;
+  cholmod_sparse s{};
+
+  explicit cholmod_view(const upper_csr& a)
+      : p(static_cast<std::size_t>(a.n) + 1), i(static_cast<std::size_t>(a.nnz)) {
+    for (int k = 0; k <= a.n; ++k) p[k] = a.ia[k] - 1;
+    for (std::int64_t q = 0; q < a.nnz; ++q) i[q] = a.ja[q] - 1;
+    s.nrow = s.ncol = static_cast<std::size_t>(a.n);
+    s.nzmax = static_cast<std::size_t>(a.nnz);
+    s.p = p.data();
+    s.i = i.data();
+    s.x = a.a;
+    s.stype = -1;
+    s.itype = CHOLMOD_LONG;
+    s.xtype = CHOLMOD_REAL;
+    s.dtype = CHOLMOD_DOUBLE;
+    s.sorted = 1;
+    s.packed = 1;
+  }
+  cholmod_view(const cholmod_view&) = delete;  // s points into p and i
+  cholmod_view& operator=(const cholmod_view&) = delete;
+};
+
 class kelp_factor {
  public:
   kelp_factor() = default;
