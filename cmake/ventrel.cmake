@@ -47,7 +47,6 @@ function(ventrel_add_test file)
   target_link_libraries(${exe} PRIVATE ${ARGN} GTest::gtest_main)
   target_compile_definitions(${exe} PRIVATE
     VENTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-    VENTREL_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared"
     VENTREL_BINARY="$<TARGET_FILE:ventrel>")
   ventrel_warnings(${exe})
   add_test(NAME ${sub}.${stem} COMMAND ${exe} WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})

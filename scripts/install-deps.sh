@@ -1,13 +1,28 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that ventrel's build, tests and benchmarks need, when missing
-# (time: GNU /usr/bin/time, which bench/run.sh uses for wall time and peak memory; clang and
-# libclang-rt-dev: libFuzzer, for make fuzz).
-# Idempotent and quiet when everything is present. As root it runs apt-get, otherwise sudo,
-# otherwise it prints the one apt-get line to run and stops.
+# Installs the Debian packages that a make target needs, when missing.
+#   scripts/install-deps.sh [program|test|fuzz|bench]...     default: program
+#   program  the compiler, cmake, BLAS/LAPACK(E), SuiteSparse (CHOLMOD, AMD) and METIS:
+#            all that make, make demo and make install need
+#   test     GoogleTest (make test, make asan)
+#   fuzz     clang and libclang-rt-dev: libFuzzer (make fuzz)
+#   bench    GNU time (/usr/bin/time), which bench/run.sh uses for wall time and peak memory
+# Every target but program also gets the program's packages. Idempotent and quiet when
+# everything is present. As root it runs apt-get, otherwise sudo, otherwise it prints the one
+# apt-get line to run and stops.
 set -euo pipefail
 
-packages=(g++ gfortran cmake make pkg-config libopenblas-dev liblapack-dev liblapacke-dev
-          libsuitesparse-dev libmetis-dev libgtest-dev time clang libclang-rt-dev)
+program=(g++ cmake make pkg-config libopenblas-dev liblapack-dev liblapacke-dev
+         libsuitesparse-dev libmetis-dev)
+packages=("${program[@]}")
+for target in "${@:-program}"; do
+  case "$target" in
+    program) ;;
+    test) packages+=(libgtest-dev) ;;
+    fuzz) packages+=(clang libclang-rt-dev) ;;
+    bench) packages+=(time) ;;
+    *) echo "install-deps.sh: unknown target '$target' (program, test, fuzz or bench)"; exit 1 ;;
+  esac
+done
 
 missing=()
 for p in "${packages[@]}"; do

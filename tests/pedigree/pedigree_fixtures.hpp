@@ -1,5 +1,5 @@
 // Pedigrees for the pedigree tests: random ones (close inbreeding, unknown parents, groups,
-// selfing), the studbooks of the shared data, the textbook example with its relationship matrix,
+// selfing), the studbooks of tests/data, the textbook example with its relationship matrix,
 // the conversion to the dense tabular reference, and the parents-first view of a pedigree.
 #pragma once
 
@@ -111,7 +111,7 @@ inline std::vector<std::int32_t> flat(const pedigree_table& ped) {
 inline const char* const studbooks[] = {"arrui", "atlas", "dama", "dorcas"};
 
 inline pedigree_table studbook(const std::string& name) {
-  const std::string path = std::string(VENTREL_SHARED_DIR) + "/data/studbooks/" + name + ".ped";
+  const std::string path = std::string(VENTREL_SOURCE_DIR) + "/tests/data/" + name + ".ped";
   pedigree_table ped;
   read_pedigree(path, count_pedigree(path).n, false, ped);
   return ped;
