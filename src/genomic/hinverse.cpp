@@ -84,6 +84,11 @@ std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::st
   sparse::ija_matrix m;
   sparse::convert_hash_ija(h, m);
   h = sparse::sparse_hashm();  // the table is no longer needed
+  return focal_elements_of_inverse(m, sets, settings, "the inverse relationship matrix of file " + path);
+}
+
+std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
+                                                            const inverse_settings& settings, const std::string& what) {
   sparse::morlo90_settings ms;
   ms.msg_level = settings.msg_level;
   sparse::morlo90 solver(ms);
@@ -94,7 +99,7 @@ std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::st
   } catch (const fatal_error& e) {
     // The solver's own lines, then which matrix it was working on.
     std::vector<std::string> lines = e.lines();
-    lines.push_back("while inverting the inverse relationship matrix of file " + path);
+    lines.push_back("while inverting " + what);
     fatal(std::move(lines));
   }
 

@@ -10,6 +10,7 @@
 
 #include "linalg/dense_matrix.hpp"
 #include "sparse/hash_matrix.hpp"
+#include "sparse/ija_matrix.hpp"
 
 namespace ventrel::genomic {
 
@@ -36,5 +37,11 @@ struct inverse_settings {
 std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::string& path, int nlev,
                                                                    const std::vector<std::vector<int>>& sets,
                                                                    const inverse_settings& settings);
+
+// The elements of the inverse of m (upper IJA, order nlev) at every pair of each focal set, by
+// the sparse inverse (m's values are overwritten). Every pair must be stored in m (a zero where
+// the matrix has none). A stop of the sparse solver adds the line "while inverting " + what.
+std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
+                                                            const inverse_settings& settings, const std::string& what);
 
 }  // namespace ventrel::genomic

@@ -23,6 +23,14 @@ struct sub_pedigree {
   std::vector<double> gamma;  // nmf x nmf, column-major: relationships among the metafounders
 };
 
+// The animals at positions pos (of the parents-first pedigree ped, 1..n) and all their
+// ancestors, as rows of a sub-pedigree (metafounders first when groups has them), with the
+// Mendelian sampling variances that the product needs; row_of[position] is the row (0 = not
+// kept). Cost O(n).
+sub_pedigree make_subset(std::int32_t n, const pedigree_table& ped, std::span<const double> inb,
+                         const group_info& groups, const std::vector<std::int32_t>& pos,
+                         std::vector<std::int32_t>& row_of);
+
 // Workspace of one thread: the block of W vectors, row-major (row i at buf[i*W .. i*W+W)),
 // zero between products, and a mark per row of the backward pass.
 template <int W>

@@ -1,0 +1,77 @@
+// The closed form of H among focal animals.
+#include "genomic/h_focal.hpp"
+
+#include "common/fatal.hpp"
+#include "common/format.hpp"
+#include "linalg/blas_threads.hpp"
+#include "linalg/cholesky.hpp"
+#include "linalg/dense_products.hpp"
+#include "linalg/dense_solve.hpp"
+
+namespace ventrel::genomic {
+namespace {
+
+linalg::dense_matrix inverse_or_stop(linalg::dense_matrix m, const std::string& which, const pd_context& c) {
+  const int minor = linalg::spd_inverse(m);
+  if (minor != 0) stop_not_positive_definite(which, m.rows, minor, c);
+  return m;
+}
+
+void symmetrise(linalg::dense_matrix& h) {
+  for (int j = 0; j < h.cols; ++j)
+    for (int i = j + 1; i < h.rows; ++i) {
+      const double v = 0.5 * (h(i, j) + h(j, i));
+      h(i, j) = v;
+      h(j, i) = v;
+    }
+}
+
+}  // namespace
+
+linalg::dense_matrix genomic_inverse_block(const linalg::dense_matrix& g, const linalg::dense_matrix& a22,
+                                           const h_weights& w, const pd_context& context, int nthreads) {
+  linalg::blas_threads blas(nthreads);
+  linalg::dense_matrix x = inverse_or_stop(g, "G", context);
+  const linalg::dense_matrix a22i = inverse_or_stop(a22, "A22", context);
+  for (std::size_t k = 0; k < x.a.size(); ++k) x.a[k] = w.tau * x.a[k] - w.omega * a22i.a[k];
+  return x;
+}
+
+linalg::dense_matrix h_focal_closed_form(const linalg::dense_matrix& a_ff, const linalg::dense_matrix& a_2f,
+                                         const linalg::dense_matrix& g, const linalg::dense_matrix& a22,
+                                         const h_weights& w, const pd_context& context, int nthreads) {
+  linalg::blas_threads blas(nthreads);
+  const int n2 = g.rows, m = a_ff.rows;
+  linalg::dense_matrix h = a_ff;
+  if (w.tau == 1.0 && w.omega == 1.0) {
+    linalg::dense_matrix l = a22;
+    int minor = linalg::cholesky_lower(l);
+    if (minor != 0) stop_not_positive_definite("A22", n2, minor, context);
+    linalg::dense_matrix d = g;
+    minor = linalg::cholesky_lower(d);
+    if (minor != 0) stop_not_positive_definite("G", n2, minor, context);
+    for (std::size_t k = 0; k < d.a.size(); ++k) d.a[k] = g.a[k] - a22.a[k];
+    linalg::dense_matrix c = a_2f;
+    linalg::cholesky_solve(l, c);  // A22^-1 A_2f
+    linalg::dense_matrix wm(n2, m);
+    linalg::symm_left(1.0, d, c, 0.0, wm);
+    linalg::gemm(true, false, 1.0, c, wm, 1.0, h);
+  } else {
+    const linalg::dense_matrix x = genomic_inverse_block(g, a22, w, context, nthreads);
+    linalg::dense_matrix mm(n2, n2);
+    linalg::symm_left(1.0, a22, x, 0.0, mm);
+    for (int i = 0; i < n2; ++i) mm(i, i) += 1.0;
+    linalg::dense_matrix y = a_2f;
+    if (linalg::lu_solve(mm, y) != 0)
+      fatal({"H-inverse is singular with the weights tau = " + num(w.tau) + " and omega = " + num(w.omega) +
+                 " (I + A22 X is singular, X = tau G^-1 - omega A22^-1)",
+             "Change the weights of OPTION H_weights tau omega"});
+    linalg::dense_matrix wm(n2, m);
+    linalg::symm_left(1.0, x, y, 0.0, wm);
+    linalg::gemm(true, false, -1.0, a_2f, wm, 1.0, h);
+  }
+  symmetrise(h);
+  return h;
+}
+
+}  // namespace ventrel::genomic

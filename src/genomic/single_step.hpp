@@ -1,0 +1,45 @@
+// The relationships among focal animals of a single-step genomic evaluation, from the genotypes:
+// reading and quality control, G tuned and blended, A22 by Colleau's product, and H among the
+// focal animals by the closed form or by the sparse inverse of the assembled H-inverse.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "genomic/genotype_qc.hpp"
+#include "genomic/h_focal.hpp"
+#include "genomic/hinverse.hpp"
+#include "linalg/dense_matrix.hpp"
+#include "pedigree/pedigree_phase.hpp"
+
+namespace ventrel::genomic {
+
+// How H among the focal animals is obtained.
+enum class h_focal_way {
+  closed_form,  // H = A - A_.2 (X^-1 + A22)^-1 A_2. from A, A22 and G (the default)
+  inverse,      // H-inverse assembled, inverted by the sparse inverse, focal elements read
+};
+
+struct single_step_settings {
+  std::string snp_file;                      // OPTION SNP_file
+  std::string xref_file;                     // OPTION SNP_xref (default snp_file + ".xref")
+  qc_settings qc;                            // OPTION marker_callrate, animal_callrate, min_maf
+  bool tune = true;                          // OPTION tune_G (0 turns tuning off)
+  double alpha = 0.95;                       // OPTION blend_G alpha beta: weight of G
+  double beta = 0.05;                        //   and weight of A22
+  h_weights weights;                         // OPTION H_weights tau omega
+  std::string save_file;                     // OPTION save_H_inverse (empty: not written)
+  h_focal_way way = h_focal_way::closed_form;  // OPTION H_focal closed / inverse
+};
+
+// A_focal (H among the focal animals) of every focal set: sets hold levels of the animal effect
+// (order nlev), which are the animals' numbers in the pedigree. Prints what it reads, the
+// quality-control counts, the tuning, the blending, the weight line ("wGimA22i" and the weight,
+// or "wGi,wA22i" and both) and the way H is obtained; parent-progeny conflicts go to standard
+// error. nthreads: OpenMP and BLAS threads (0 = defaults); sparse: the sparse solver's settings.
+std::vector<linalg::dense_matrix> single_step_focal_relationships(const single_step_settings& s,
+                                                                  const pedigree::pedigree_phase_result& ped, int nlev,
+                                                                  const std::vector<std::vector<int>>& sets, int nthreads,
+                                                                  const inverse_settings& sparse);
+
+}  // namespace ventrel::genomic
