@@ -4,15 +4,19 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "linalg/blas_threads.hpp"
-#include "linalg/cholesky.hpp"
 #include "linalg/dense_products.hpp"
 #include "linalg/dense_solve.hpp"
 
 namespace ventrel::genomic {
 namespace {
 
+// A pivot whose square is below this share of its diagonal element counts as zero: G of two
+// animals with identical genotypes, or A22 of an animal that is the exact mean of its parents,
+// is singular in exact arithmetic and gives a pivot of rounding size and either sign.
+constexpr double min_pivot_ratio = 1e-10;
+
 linalg::dense_matrix inverse_or_stop(linalg::dense_matrix m, const std::string& which, const pd_context& c) {
-  const int minor = linalg::spd_inverse(m);
+  const int minor = linalg::spd_inverse(m, min_pivot_ratio);
   if (minor != 0) stop_not_positive_definite(which, m.rows, minor, c);
   return m;
 }
@@ -45,10 +49,10 @@ linalg::dense_matrix h_focal_closed_form(const linalg::dense_matrix& a_ff, const
   linalg::dense_matrix h = a_ff;
   if (w.tau == 1.0 && w.omega == 1.0) {
     linalg::dense_matrix l = a22;
-    int minor = linalg::cholesky_lower(l);
+    int minor = linalg::cholesky_lower_checked(l, min_pivot_ratio);
     if (minor != 0) stop_not_positive_definite("A22", n2, minor, context);
     linalg::dense_matrix d = g;
-    minor = linalg::cholesky_lower(d);
+    minor = linalg::cholesky_lower_checked(d, min_pivot_ratio);
     if (minor != 0) stop_not_positive_definite("G", n2, minor, context);
     for (std::size_t k = 0; k < d.a.size(); ++k) d.a[k] = g.a[k] - a22.a[k];
     linalg::dense_matrix c = a_2f;

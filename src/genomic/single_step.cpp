@@ -61,7 +61,7 @@ std::vector<linalg::dense_matrix> single_step_focal_relationships(const single_s
   if (s.tune) {
     const g_tuning t = tuning_to_a22(gm, a22);
     apply_tuning(gm, t);
-    say("* G tuned to A22: a + b G with a = " + num(t.a) + ", b = " + num(t.b));
+    say("* G tuned to A22: a + b G with a =" + weight(t.a) + " and b =" + weight(t.b));
   }
   if (s.alpha != 1.0 || s.beta != 0.0) {
     blend(gm, a22, s.alpha, s.beta);

@@ -18,13 +18,25 @@ void check(const char* routine, lapack_int info) {
 
 }  // namespace
 
-int spd_inverse(dense_matrix& a) {
-  if (a.rows != a.cols) fatal("spd_inverse: matrix is not square");
+int cholesky_lower_checked(dense_matrix& a, double min_pivot_ratio) {
+  if (a.rows != a.cols) fatal("cholesky_lower_checked: matrix is not square");
   if (a.rows == 0) return 0;
-  lapack_int info = LAPACKE_dpotrf(LAPACK_COL_MAJOR, 'L', a.rows, a.a.data(), a.rows);
+  std::vector<double> diag(static_cast<std::size_t>(a.rows));
+  for (int k = 0; k < a.rows; ++k) diag[static_cast<std::size_t>(k)] = a(k, k);
+  const lapack_int info = LAPACKE_dpotrf(LAPACK_COL_MAJOR, 'L', a.rows, a.a.data(), a.rows);
   check("dpotrf", info);
   if (info > 0) return static_cast<int>(info);
-  info = LAPACKE_dpotri(LAPACK_COL_MAJOR, 'L', a.rows, a.a.data(), a.rows);
+  for (int k = 0; k < a.rows; ++k)
+    if (a(k, k) * a(k, k) <= min_pivot_ratio * diag[static_cast<std::size_t>(k)]) return k + 1;
+  return 0;
+}
+
+int spd_inverse(dense_matrix& a, double min_pivot_ratio) {
+  if (a.rows != a.cols) fatal("spd_inverse: matrix is not square");
+  if (a.rows == 0) return 0;
+  const int minor = cholesky_lower_checked(a, min_pivot_ratio);
+  if (minor > 0) return minor;
+  lapack_int info = LAPACKE_dpotri(LAPACK_COL_MAJOR, 'L', a.rows, a.a.data(), a.rows);
   check("dpotri", info);
   if (info > 0) return static_cast<int>(info);
   mirror_lower(a);

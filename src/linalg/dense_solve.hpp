@@ -5,10 +5,17 @@
 
 namespace ventrel::linalg {
 
+// Cholesky factor a = L L' in place (lower triangle, dpotrf) that also counts as failed a pivot
+// whose square is at most min_pivot_ratio times the diagonal element it comes from (a matrix
+// singular in exact arithmetic gives a rounding-sized pivot of either sign). Returns 0, or the
+// order k > 0 of the first leading minor that fails.
+int cholesky_lower_checked(dense_matrix& a, double min_pivot_ratio);
+
 // Replaces the symmetric positive definite matrix a (lower triangle read) by its inverse, both
 // triangles filled (dpotrf, dpotri). Returns 0, or k > 0 when the leading minor of order k is not
-// positive definite (a then holds a partial factor). Cost n^3 flops.
-int spd_inverse(dense_matrix& a);
+// positive definite, by the test of cholesky_lower_checked (a then holds a partial factor).
+// Cost n^3 flops.
+int spd_inverse(dense_matrix& a, double min_pivot_ratio = 0.0);
 
 // Solves a x = b for the columns of b, b overwritten by x, with l the Cholesky factor of a from
 // cholesky_lower (dpotrs). Cost 2 n^2 per column.

@@ -68,7 +68,10 @@ pedigree::pedigree_phase_input pedigree_input(const parfile::parameter_file& pf,
   parfile::option_values self = pf.options.get_option("self_generations");
   if (self.n >= 1) in.self_generations_file = self.xc[0];
   in.nthreads = opt.nthreads;
-  in.relationships_needed = opt.se == se_method::exact && !genomic::uses_inverse_relationships(gen);
+  // Colleau's product needs every coefficient: for A_focal itself, or for A22 and the focal
+  // animals' relationships when H is built from the genotypes.
+  in.relationships_needed = opt.se == se_method::exact &&
+                            (!genomic::uses_inverse_relationships(gen) || (gen.snp_file_given && !opt.read_hinverse));
   return in;
 }
 

@@ -10,6 +10,7 @@
 #include "statistics/ebv_pev_files.hpp"
 #include "statistics/random.hpp"
 #include "genomic/hinverse.hpp"
+#include "genomic/single_step.hpp"
 #include "parfile/kelp_threads.hpp"
 
 namespace ventrel::validation {
@@ -61,13 +62,14 @@ void exact_phase(const se_phase_input& in, std::vector<trait_report>& results) {
   std::vector<linalg::dense_matrix> a_inverse_way;
   const int nlev = in.model.nlev[at(in.options.focal_effect)];
   if (inverse) {
-    if (!in.options.read_hinverse)
-      fatal(std::vector<std::string>{"Building H-inverse from genotypes (OPTION SNP_file) is not available in this program",
-                                     "Give the inverse relationship matrix with OPTION readHInverse"});
     std::vector<std::vector<int>> levels;
     for (const focal_set& set : in.sets) levels.push_back(set.levels);
-    a_inverse_way = genomic::focal_relationships_from_inverse(
-        in.options.hinverse_file, nlev, levels, {parfile::num_threads_kelp(), in.options.msg_morlo});
+    const genomic::inverse_settings sparse{parfile::num_threads_kelp(), in.options.msg_morlo};
+    if (in.options.read_hinverse)
+      a_inverse_way = genomic::focal_relationships_from_inverse(in.options.hinverse_file, nlev, levels, sparse);
+    else  // OPTION SNP_file: H built from the genotypes
+      a_inverse_way = genomic::single_step_focal_relationships(in.genomic.single_step, in.pedigree, nlev, levels,
+                                                               in.options.nthreads, sparse);
   }
   for (std::size_t s = 0; s < in.sets.size(); ++s) {
     const focal_set& set = in.sets[s];
