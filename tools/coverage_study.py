@@ -7,7 +7,7 @@ column and the PEV and PEC files; ventrel then runs four times on it:
   exact+pec    OPTION se exact with the pec files
   exact-pec    OPTION se exact with the pec files moved away
   approx       OPTION se approx (accuracies from the "acc" column)
-always with OPTION predictive_ability. For each statistic and method the study reports the
+always with OPTION predictive_ability (--methods picks some of them). For each statistic and method the study reports the
 empirical SD of the statistic across replicates, the mean of the SDs that ventrel printed, and
 how often the printed 95% interval covers the mean value of the statistic across replicates.
 
@@ -94,8 +94,9 @@ def parse_report(text):
     return rows
 
 
-def write_parameter_file(template, path, method):
-    """The simulator's parameter file with OPTION se <method> and OPTION predictive_ability."""
+def write_parameter_file(template, path, method, extra=()):
+    """The simulator's parameter file with OPTION se <method>, OPTION predictive_ability and the
+    extra OPTION lines."""
     out = []
     has_pa = False
     for line in template.splitlines():
@@ -108,6 +109,7 @@ def write_parameter_file(template, path, method):
     if not has_pa:
         out.append("OPTION predictive_ability")
     out.append("OPTION se " + method)
+    out.extend(extra)
     with open(path, "w") as f:
         f.write("\n".join(out) + "\n")
 
@@ -271,16 +273,21 @@ def one_replicate(args, scenario, seed, check):
         if line.strip() == "(CO)VARIANCES":
             s2 = float(lines[i + 1].split()[0])
     result = {"scenario": scenario, "seed": seed}
-    for method, word in [("boot", "boot"), ("exact+pec", "exact"), ("approx", "approx")]:
-        write_parameter_file(template, os.path.join(folder, "p_%s.txt" % word), word)
-        rows = parse_report(run([args.ventrel, "p_%s.txt" % word], cwd=folder))
-        result[method] = rows
+    runs = [("boot", "boot", ()), ("exact+pec", "exact", ()), ("approx", "approx", ())]
+    for method, word, extra in runs:
+        if method not in args.methods:
+            continue
+        name = "p_%s.txt" % method.replace("+", "")
+        write_parameter_file(template, os.path.join(folder, name), word, extra)
+        result[method] = parse_report(run([args.ventrel, name], cwd=folder))
     # The same data without the pec files: ventrel uses them whenever they are present.
     os.mkdir(os.path.join(folder, "held"))
     for name in os.listdir(folder):
         if name.startswith("pec_"):
             os.rename(os.path.join(folder, name), os.path.join(folder, "held", name))
-    result["exact-pec"] = parse_report(run([args.ventrel, "p_exact.txt"], cwd=folder))
+    if "exact-pec" in args.methods:
+        write_parameter_file(template, os.path.join(folder, "p_exact-pec.txt"), "exact")
+        result["exact-pec"] = parse_report(run([args.ventrel, "p_exact-pec.txt"], cwd=folder))
     result.update(realised(folder, animal_effect, s2))
     if check:
         result.update(variance_check(folder, os.path.join(folder, "held"), animal_effect, s2))
@@ -299,17 +306,18 @@ def sd(x):
     return math.sqrt(sum((a - m) ** 2 for a in x) / (len(x) - 1))
 
 
-def summarise(results, out):
+def summarise(results, out, methods):
     """Markdown table of one scenario; out is a list of lines."""
     n = len(results)
+    first = methods[0]
     out.append("| statistic | mean value | empirical SD | " +
-               " | ".join(METHOD_TITLES[m] for m in METHODS) + " |")
-    out.append("|---|---|---|" + "---|" * len(METHODS))
+               " | ".join(METHOD_TITLES[m] for m in methods) + " |")
+    out.append("|---|---|---|" + "---|" * len(methods))
     for label, name in STATISTICS:
-        values = [r["boot"][label][0] for r in results]
+        values = [r[first][label][0] for r in results]
         target = mean(values)
         cells = []
-        for m in METHODS:
+        for m in methods:
             sds = [r[m][label][1] for r in results]
             cover = sum(1 for r in results if r[m][label][2] <= target <= r[m][label][3])
             cells.append("%.3f (%.0f%%)" % (mean(sds), 100.0 * cover / n))
@@ -321,12 +329,27 @@ def summarise(results, out):
     out.append("")
     out.append("Mean SD reported / empirical SD:")
     out.append("")
-    out.append("| statistic | " + " | ".join(METHOD_TITLES[m] for m in METHODS) + " |")
-    out.append("|---|" + "---|" * len(METHODS))
+    out.append("| statistic | " + " | ".join(METHOD_TITLES[m] for m in methods) + " |")
+    out.append("|---|" + "---|" * len(methods))
     for label, name in STATISTICS:
-        empirical = sd([r["boot"][label][0] for r in results])
-        cells = ["%.2f" % (mean([r[m][label][1] for r in results]) / empirical) for m in METHODS]
+        empirical = sd([r[first][label][0] for r in results])
+        cells = ["%.2f" % (mean([r[m][label][1] for r in results]) / empirical) for m in methods]
         out.append("| %s | %s |" % (name, " | ".join(cells)))
+    out.append("")
+    # The reliability's limits: how often symmetric limits value -/+ 1.96 SD would leave [0, 1],
+    # and how often the printed ones miss the mean value below and above.
+    label = "Reliability :"
+    target = mean([r[first][label][0] for r in results])
+    cells = []
+    for m in methods:
+        outside = sum(1 for r in results if r[m][label][0] - 1.959964 * r[m][label][1] < 0
+                      or r[m][label][0] + 1.959964 * r[m][label][1] > 1)
+        low = sum(1 for r in results if r[m][label][3] < target)
+        high = sum(1 for r in results if r[m][label][2] > target)
+        cells.append("%s: %.0f%% / %.0f%% / %.0f%%" % (METHOD_TITLES[m], 100.0 * outside / n,
+                                                      100.0 * low / n, 100.0 * high / n))
+    out.append("Reliability limits (symmetric limits outside [0, 1] / printed interval below the "
+               "mean value / above it): " + "; ".join(cells) + ".")
     out.append("")
     cpu = mean([r["cor_p_u"] for r in results])
     cwu = mean([r["cor_w_u"] for r in results])
@@ -355,11 +378,11 @@ def summarise(results, out):
         out.append("")
 
 
-def write_csv(results, path):
+def write_csv(results, path, methods):
     with open(path, "w", newline="") as f:
         wr = csv.writer(f)
         head = ["scenario", "seed", "seconds", "cor_p_u", "cor_w_u", "b_u_p", "rel_p_pev", "rel_w_pev"]
-        for m in METHODS:
+        for m in methods:
             for _, name in STATISTICS:
                 for part in ("value", "sd", "lower", "upper"):
                     head.append("%s|%s|%s" % (m, name, part))
@@ -367,7 +390,7 @@ def write_csv(results, path):
         for r in results:
             row = [r["scenario"], r["seed"], "%.2f" % r["seconds"]] + \
                   ["%.6f" % r[k] for k in ("cor_p_u", "cor_w_u", "b_u_p", "rel_p_pev", "rel_w_pev")]
-            for m in METHODS:
+            for m in methods:
                 for label, _ in STATISTICS:
                     row.extend(r[m][label])
             wr.writerow(row)
@@ -383,12 +406,14 @@ def main():
     ap.add_argument("--table", default=None, help="write the markdown tables to this file too")
     ap.add_argument("--csv", default=None, help="write every replicate's results to this CSV file")
     ap.add_argument("--keep", action="store_true", help="keep the replicate folders")
+    ap.add_argument("--methods", default=",".join(METHODS), help="comma-separated: " + ",".join(METHODS))
     ap.add_argument("--variance-check", type=int, default=0,
                     help="for the first N replicates of each scenario, check parts of se exact's model: the "
                          "assumed variance of the partial EBVs, and D from accuracies against D from the pec "
                          "files (slow: plain Python)")
     args = ap.parse_args()
 
+    args.methods = [m for m in METHODS if m in args.methods.split(",")]
     args.ventrel = os.path.abspath(os.path.join(args.bin, "ventrel"))
     args.simulate = os.path.abspath(os.path.join(args.bin, "tools", "simulate", "ventrel-simulate"))
     for exe in (args.ventrel, args.simulate):
@@ -421,7 +446,7 @@ def main():
         lines.append("Mean SD reported (coverage of the 95%% interval), %d replicates, %.0f s:" %
                      (len(results), time.time() - t0))
         lines.append("")
-        summarise(results, lines)
+        summarise(results, lines, args.methods)
     lines.append("Total run time: %.0f s." % (time.time() - start))
     text = "\n".join(lines) + "\n"
     print(text)
@@ -429,7 +454,7 @@ def main():
         with open(args.table, "w") as f:
             f.write(text)
     if args.csv:
-        write_csv(everything, args.csv)
+        write_csv(everything, args.csv, args.methods)
     if own_work and not args.keep:
         shutil.rmtree(args.work)
 

@@ -9,11 +9,10 @@
 #include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
+#include "statistics/ebv_pev_files.hpp"
 
 namespace ventrel::statistics {
 namespace {
-
-constexpr double z975 = 1.959964;  // 97.5% point of the standard normal
 
 double mean_of(std::span<const double> v) {
   double s = 0.0;
@@ -28,11 +27,6 @@ double non_negative(double v, const char* statistic, int trait,
   warnings.push_back("Warning: negative sampling variance of the " + std::string(statistic) +
                      " for trait " + num(trait) + " set to 0");
   return 0.0;
-}
-
-interval normal_interval(double value, double variance) {
-  const double h = z975 * std::sqrt(variance);
-  return {variance, value - h, value + h};
 }
 
 void say_all(const std::vector<std::string>& lines, std::size_t from) {
@@ -121,11 +115,25 @@ double correlation_variance(double s_pw, double s_pp, double s_ww, double t_pp, 
   return q / (dm * dm);
 }
 
-interval fisher_z_interval(double rho, double variance) {
+interval normal_interval(double value, double variance, double q) {
+  const double h = q * std::sqrt(variance);
+  return {variance, value - h, value + h};
+}
+
+interval fisher_z_interval(double rho, double variance, double q) {
   if (std::fabs(rho) >= 1.0) return {variance, rho, rho};
   const double z = std::atanh(rho);
   const double sd_z = std::sqrt(variance) / (1.0 - rho * rho);
-  return {variance, std::tanh(z - z975 * sd_z), std::tanh(z + z975 * sd_z)};
+  return {variance, std::tanh(z - q * sd_z), std::tanh(z + q * sd_z)};
+}
+
+interval squared_correlation_interval(double value, double variance, double q) {
+  if (!(value > 0.0 && value < 1.0)) {
+    const interval n = normal_interval(value, variance, q);
+    return {variance, std::clamp(n.lower, 0.0, 1.0), std::clamp(n.upper, 0.0, 1.0)};
+  }
+  const interval z = fisher_z_interval(std::sqrt(value), variance / (4.0 * value), q);
+  return {variance, z.lower > 0.0 ? z.lower * z.lower : 0.0, z.upper * z.upper};
 }
 
 se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t) {
@@ -155,7 +163,7 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
   r.intervals.bias = normal_interval(r.values.bias, v_bias);
   r.intervals.dispersion = normal_interval(r.values.dispersion, v_disp);
   r.intervals.ratio_acc = fisher_z_interval(r.values.ratio_acc, v_ratio);
-  r.intervals.reliability = normal_interval(r.values.reliability, v_rel);
+  r.intervals.reliability = squared_correlation_interval(r.values.reliability, v_rel);
 
   if (with_y) {
     // As the ratio of accuracies with W replaced by Y = J Vy J, then scaled by 1/sqrt(h2).
@@ -173,15 +181,22 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
 
 se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
   std::vector<std::string> first;
-  if (!model.pec_w && !model.pec_p)
+  se_exact_model used = model;
+  if (!model.pec_w != !model.pec_p) {
+    // One evaluation's covariances alone would pair true covariances with approximated ones;
+    // the accuracy-based D of both evaluations is what the study measured (see the warning).
+    const evaluation missing = model.pec_w ? evaluation::partial : evaluation::whole;
+    const evaluation present = model.pec_w ? evaluation::whole : evaluation::partial;
+    first.push_back("Warning: no file " + pec_file_name(in.trait, missing) + "; " +
+                    pec_file_name(in.trait, present) +
+                    " is not used and both evaluations' covariances come from the accuracies");
+    used.pec_w = used.pec_p = nullptr;
+  }
+  if (!used.pec_w && !used.pec_p)
     first.push_back("Warning: no prediction error covariances for trait " + num(in.trait) +
-                    "; standard errors are conservative");
-  else if (!model.pec_w || !model.pec_p)
-    first.push_back("Warning: prediction error covariances for trait " + num(in.trait) +
-                    " only in the " + (model.pec_w ? "whole" : "partial") +
-                    " evaluation; those of the " + (model.pec_w ? "partial" : "whole") +
-                    " evaluation are taken as 0");
-  se_result r = intervals_from_traces(in, exact_trace_scalars(in, model));
+                    "; SDs of bias, ratio of accuracies, reliability and predictive ability are "
+                    "conservative, that of the dispersion may be narrow with large families");
+  se_result r = intervals_from_traces(in, exact_trace_scalars(in, used));
   r.warnings.insert(r.warnings.begin(), first.begin(), first.end());
   say_all(r.warnings, 0);
   return r;

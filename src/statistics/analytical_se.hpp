@@ -117,14 +117,17 @@ trace_scalars approx_trace_scalars(const se_trait_input& in, const se_approx_mod
 // Observed moments of the trait's vectors (two passes, means first).
 sample_moments observed_moments(const se_trait_input& in);
 
-// Variances and limits from the trace scalars and the observed moments. A negative variance is
-// set to 0 with a warning line in result.warnings (not printed here).
+// Variances and limits from the trace scalars and the observed moments: bias and dispersion
+// value -/+ 1.96 SD; the correlations by Fisher's z; the reliability, a squared correlation, by
+// Fisher's z on its square root, so that its limits stay in [0, 1]. A negative variance is set
+// to 0 with a warning line in result.warnings (not printed here).
 se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t);
 
-// se exact for one focal set and trait. Prints (and records) "Warning: no prediction error
-// covariances for trait t; standard errors are conservative" when neither covariance matrix is
-// given, a warning when only one is (the other evaluation's covariances are then taken as 0),
-// and a warning for each variance set to 0.
+// se exact for one focal set and trait. Without covariance matrices D's off-diagonal comes from
+// the accuracies and one warning says which SDs are conservative and which may be narrow. With
+// only one of the two the trait is computed as without either (a missing evaluation's
+// covariances are never taken as 0): a warning names the missing file and the one not used,
+// then the same warning. Further, a warning for each variance set to 0.
 se_result se_exact(const se_trait_input& in, const se_exact_model& model);
 
 // se approx for one focal set and trait; prints the warnings of negative variances.
@@ -150,7 +153,19 @@ std::vector<double> approx_accuracies(accuracy_column column, std::span<const do
 double correlation_variance(double s_pw, double s_pp, double s_ww, double t_pp, double t_pw,
                             double t_ww, int m);
 
-// 95% limits by Fisher's z for a correlation rho with the given SD; |rho| >= 1 gives rho twice.
-interval fisher_z_interval(double rho, double variance);
+// 97.5% point of the standard normal: the 95% limits' multiplier.
+inline constexpr double z975 = 1.959964;
+
+// The 95% limits from a statistic's value and variance, with q the multiplier of the SD
+// (z975, or a t point). The returned row carries the variance as given.
+// Symmetric: value -/+ q SD.
+interval normal_interval(double value, double variance, double q = z975);
+// Fisher's z for a correlation rho: z = atanh(rho), SD_z = SD / (1 - rho^2), limits
+// tanh(z -/+ q SD_z); |rho| >= 1 gives rho twice.
+interval fisher_z_interval(double rho, double variance, double q = z975);
+// A squared correlation R (the reliability): Fisher's z on r = sqrt(R) with SD_r = SD / (2 r);
+// lower = max(0, tanh(z - q SD_z))^2, upper = tanh(z + q SD_z)^2, both in [0, 1]. A value
+// outside (0, 1) gets the symmetric limits clipped to [0, 1].
+interval squared_correlation_interval(double value, double variance, double q = z975);
 
 }  // namespace ventrel::statistics

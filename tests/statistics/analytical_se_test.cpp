@@ -319,8 +319,8 @@ const std::vector<double> small_w = {1.0, 2.5, 0.3, 1.7, 2.2, 0.9},
                           small_y = {3.0, 4.1, 0.2, 2.5, 1.0, 1.4};
 const se_trait_input small_in{3, small_w, small_p, small_y, 1.2, 1.1, 0.36};
 
-// Values against the long-double reference; bias, dispersion and reliability with symmetric
-// limits, the correlations with Fisher's z limits, predictive ability on cor(y, p) with its
+// Values against the long-double reference; bias and dispersion with symmetric limits, the
+// correlations with Fisher's z limits, the reliability with Fisher's z on its square root, predictive ability on cor(y, p) with its
 // variance divided by h2 and its limits by sqrt(h2). The variances themselves are checked
 // against Monte Carlo draws above.
 TEST(analytical_se, limits_are_centred_on_the_point_values) {
@@ -336,9 +336,12 @@ TEST(analytical_se, limits_are_centred_on_the_point_values) {
   const interval got[] = {g.bias, g.dispersion, g.ratio_acc, g.reliability, g.pred_ability};
   for (int k = 0; k < 5; ++k) {
     const double h = 1.959964 * std::sqrt(got[k].variance);
-    const interval limits = k == 2   ? fisher_z_interval(value[2], got[2].variance)
-                            : k == 4 ? interval{0, zy.lower / 0.6, zy.upper / 0.6}
-                                     : interval{0, value[k] - h, value[k] + h};
+    const interval zr = fisher_z_interval(std::sqrt(value[3]), got[3].variance / (4 * value[3]));
+    const interval limits =
+        k == 2   ? fisher_z_interval(value[2], got[2].variance)
+        : k == 3 ? interval{0, zr.lower > 0 ? zr.lower * zr.lower : 0.0, zr.upper * zr.upper}
+        : k == 4 ? interval{0, zy.lower / 0.6, zy.upper / 0.6}
+                 : interval{0, value[k] - h, value[k] + h};
     EXPECT_NEAR(value[k], static_cast<double>(want[k]), 1e-14) << k;
     EXPECT_GT(got[k].variance, 0.0) << k;
     EXPECT_NEAR(got[k].lower, limits.lower, 1e-13) << k;
@@ -360,21 +363,58 @@ TEST(analytical_se, negative_variances_are_set_to_zero_with_a_warning) {
     EXPECT_TRUE(i.variance == 0.0 && i.lower == i.upper);
 }
 
-TEST(analytical_se, exact_prints_which_covariances_are_missing) {
+// One pec file missing: the trait is computed as without either, never with the missing
+// covariances taken as 0; a first line names the missing file and the one not used.
+TEST(analytical_se, one_missing_covariance_file_falls_back_to_the_accuracies) {
   const model_case c = make_case(8, 51);
   std::mt19937_64 rng(52);
   const draws z{normals(c.m, rng), normals(c.m, rng), {}};
-  const std::string only = "Warning: prediction error covariances for trait 1 only in the ";
+  const std::string none =
+      "Warning: no prediction error covariances for trait 1; SDs of bias, ratio of accuracies, "
+      "reliability and predictive ability are conservative, that of the dispersion may be narrow "
+      "with large families\n";
   const std::string printed[] = {
-      only + "partial evaluation; those of the whole evaluation are taken as 0\n",
-      only + "whole evaluation; those of the partial evaluation are taken as 0\n", ""};
-  for (int k = 0; k < 3; ++k) {  // first the line on the covariances, then any other warning
+      "Warning: no file pec_1_1_whole; pec_1_1_partial is not used and both evaluations' "
+      "covariances come from the accuracies\n" + none,
+      "Warning: no file pec_1_1_partial; pec_1_1_whole is not used and both evaluations' "
+      "covariances come from the accuracies\n" + none,
+      none};
+  se_result r[3];
+  for (int k = 2; k >= 0; --k) {
     const std::string out = test_support::captured_stdout([&] {
-      se_exact(input_of(c, z, false), {c.a_lower, c.pev_w, c.pev_p, k ? &c.all_w.stored : nullptr,
-                                       k != 1 ? &c.all_p.stored : nullptr});
+      r[k] = se_exact(input_of(c, z, false),
+                      {c.a_lower, c.pev_w, c.pev_p, k == 1 ? &c.all_w.stored : nullptr,
+                       k == 0 ? &c.all_p.stored : nullptr});
     });
-    EXPECT_EQ(k < 2 ? out.substr(0, printed[k].size()) : out, printed[k]);
+    EXPECT_EQ(out.substr(0, printed[k].size()), printed[k]);
+    EXPECT_EQ(fields(r[k].traces), fields(r[2].traces));
   }
+}
+
+// The reliability's limits: Fisher's z on its square root, inside [0, 1] even where the
+// symmetric limits would leave it; outside (0, 1) the symmetric limits clipped.
+TEST(analytical_se, reliability_limits_stay_between_zero_and_one) {
+  for (double sd : {0.01, 0.1, 0.3, 2.0})
+    for (double rel : {0.02, 0.2, 0.5, 0.95}) {
+      // gvar chosen so that the value is rel; the traces give the variance sd^2.
+      const sample_moments s = observed_moments({1, small_w, small_p, {}, 1.2, 1.0, 0.36});
+      const double gvar = s.s_pw / rel;
+      const double m = s.m;
+      const se_trait_input at_rel{1, small_w, small_p, {}, 1.2, gvar, 0.36};
+      const interval got =
+          intervals_from_traces(at_rel, {sd * sd * m * m * gvar * gvar, 0, 0, 0, 0, 1, 1})
+              .intervals.reliability;
+      SCOPED_TRACE(std::to_string(rel) + " " + std::to_string(sd));
+      EXPECT_NEAR(got.variance, sd * sd, 1e-12);
+      EXPECT_TRUE(0.0 <= got.lower && got.lower < rel && rel < got.upper && got.upper <= 1.0);
+      const interval z = fisher_z_interval(std::sqrt(rel), sd * sd / (4 * rel));
+      EXPECT_NEAR(got.upper, z.upper * z.upper, 1e-12);
+      EXPECT_NEAR(got.lower, z.lower > 0 ? z.lower * z.lower : 0.0, 1e-12);
+    }
+  const se_trait_input negative{1, small_w, small_p, {}, 1.2, -1.0, 0.36};
+  const interval clipped = intervals_from_traces(negative, {0.5, 0, 0, 0, 0, 1, 1}).intervals.reliability;
+  EXPECT_EQ(clipped.lower, 0.0);
+  EXPECT_TRUE(clipped.upper >= 0.0 && clipped.upper <= 1.0);
 }
 
 TEST(analytical_se, approx_accuracies_come_from_acc_or_se_columns) {
