@@ -7,6 +7,7 @@ column and the PEV and PEC files; ventrel then runs four times on it:
   exact+pec    OPTION se exact with the pec files
   exact-pec    OPTION se exact with the pec files moved away
   approx       OPTION se approx (accuracies from the "acc" column)
+  boot-sire    OPTION se boot with OPTION boot_clusters sire (whole sire families resampled)
 always with OPTION predictive_ability (--methods picks some of them). For each statistic and method the study reports the
 empirical SD of the statistic across replicates, the mean of the SDs that ventrel printed, and
 how often the printed 95% interval covers the mean value of the statistic across replicates.
@@ -38,12 +39,13 @@ STATISTICS = [
     ("Reliability :", "reliability"),
     ("Predictive ability:", "predictive ability"),
 ]
-METHODS = ["exact+pec", "exact-pec", "approx", "boot"]
+METHODS = ["exact+pec", "exact-pec", "approx", "boot", "boot-sire"]
 METHOD_TITLES = {
     "exact+pec": "exact with pec",
     "exact-pec": "exact without pec",
     "approx": "approx",
     "boot": "boot",
+    "boot-sire": "boot, sire clusters",
 }
 
 # Scenarios: the population options given to ventrel-simulate (one trait, h2 0.3, 50 herds as
@@ -273,7 +275,8 @@ def one_replicate(args, scenario, seed, check):
         if line.strip() == "(CO)VARIANCES":
             s2 = float(lines[i + 1].split()[0])
     result = {"scenario": scenario, "seed": seed}
-    runs = [("boot", "boot", ()), ("exact+pec", "exact", ()), ("approx", "approx", ())]
+    runs = [("boot", "boot", ()), ("boot-sire", "boot", ("OPTION boot_clusters sire",)),
+            ("exact+pec", "exact", ()), ("approx", "approx", ())]
     for method, word, extra in runs:
         if method not in args.methods:
             continue

@@ -124,6 +124,10 @@ void check_files(const validation_options& o, int ntrait) {
           fatal({"File " + name + " does not exist",
                  "It is necessary to obtain analytical confidence intervals"});
       }
+  if (o.se == se_method::boot && !o.boot_clusters.empty() && o.boot_clusters != "sire" &&
+      o.boot_clusters != "dam" && !file_exists(o.boot_clusters))
+    fatal({"File " + o.boot_clusters + " of OPTION boot_clusters does not exist",
+           "Give sire, dam or a file of lines: level cluster"});
   if (o.se == se_method::approx) {
     if (!file_exists(o.sol_whole))
       say("Warning: usually sol_and_acc_whole should be present when using OPTION se approx");
@@ -201,6 +205,15 @@ validation_options read_validation_options(const parfile::option_store& store,
     o.nthreads = whole_number(store, v, "nthreads", 1, max_threads);
     omp_set_num_threads(o.nthreads);
     echo(" * Set number of threads calculations: ", num(o.nthreads));
+  }
+
+  if (option_values v = store.get_option("boot_clusters"); v.n >= 0) {
+    if (v.n == 0)
+      fatal({"OPTION boot_clusters needs sire, dam or the name of a file of lines: level cluster",
+             place(store, v)});
+    o.boot_clusters = v.xc[0];
+    echo("* Bootstrap resamples clusters of focal animals:", o.boot_clusters);
+    if (o.se != se_method::boot) say("Warning: OPTION boot_clusters is used only with OPTION se boot");
   }
 
   check_files(o, model.ntrait);

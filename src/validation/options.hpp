@@ -34,6 +34,8 @@ struct validation_options {
   std::string inbreeding_file = "ranolt.inb";    // its file (the default when none is named)
   int nrepboot = 10000;                          // bootstrap replicates
   int nthreads = 0;                              // threads of the calculations; 0 = runtime's own
+  std::string boot_clusters;                     // se boot resamples clusters: "sire", "dam" or a
+                                                 // file of "level cluster" lines; "" = animals
 };
 
 // The se method as the report and messages write it ("exact", "approx", "boot"; "" for none).
@@ -41,7 +43,7 @@ const char* se_method_name(se_method m);
 
 // Reads every validation OPTION in a fixed order (validation, predictive_ability, prefix,
 // focal_var, se, readHInverse, inbreeding_method, use_kelp, msg_MORLO, num_threads_kelp,
-// ReadExternalInbreeding, nrepboot, nthreads), echoing each one found, then checks that the
+// ReadExternalInbreeding, nrepboot, nthreads, boot_clusters), echoing each one found, then checks that the
 // files the run needs exist: both solution files, "yhat_residual" for predictive ability, the
 // "ebv_pev_" files of every trait for se exact (and warns for se approx). Option names are
 // compared regardless of case, as every OPTION query does.

@@ -1,12 +1,17 @@
 // The standard-error phase.
 #include "validation/se_phase.hpp"
 
+#include <cmath>
 #include <span>
+#include <unordered_map>
 
+#include "common/console.hpp"
 #include "common/fatal.hpp"
+#include "common/format.hpp"
 #include "common/freeformat.hpp"
 #include "statistics/analytical_se.hpp"
 #include "statistics/bootstrap.hpp"
+#include "statistics/cluster_bootstrap.hpp"
 #include "statistics/ebv_pev_files.hpp"
 #include "statistics/random.hpp"
 #include "genomic/hinverse.hpp"
@@ -36,14 +41,95 @@ statistics::se_trait_input trait_input(const se_phase_input& in, const focal_set
   return x;
 }
 
+// How the focal animals of a set come in families: the share that has a paternal (or maternal)
+// half- or full-sib among the focal animals, and the mean size of those families.
+struct family_measure {
+  double share = 0.0;        // focal animals with a sib by the same parent, over all
+  double mean_size = 0.0;    // focal animals per parent, over the parents with two or more
+  const char* parent = "";   // "sire" or "dam", whichever gives the larger share
+};
+
+family_measure families(const pedigree::pedigree_phase_result& ped, std::span<const int> levels) {
+  family_measure best;
+  for (const char* parent : {"sire", "dam"}) {
+    std::unordered_map<std::int32_t, int> size;
+    for (int a : levels) {
+      if (a < 1 || a > ped.n || static_cast<std::size_t>(a) >= ped.ped.size()) continue;
+      const std::int32_t c = parent[0] == 's' ? ped.ped[static_cast<std::size_t>(a)].sire
+                                              : ped.ped[static_cast<std::size_t>(a)].dam;
+      if (c >= 1 && c <= ped.n) ++size[c];
+    }
+    double in_families = 0, parents = 0;
+    for (const auto& [code, k] : size)
+      if (k >= 2) {
+        in_families += k;
+        ++parents;
+      }
+    const double share = levels.empty() ? 0.0 : in_families / static_cast<double>(levels.size());
+    if (share > best.share) best = {share, parents > 0 ? in_families / parents : 0.0, parent};
+  }
+  return best;
+}
+
+std::string one_decimal(double v) {
+  const std::string f = fmt_f(v, 12, 1);
+  return f.substr(f.find_first_not_of(' '));
+}
+
+// The one warning of se boot (without clusters) and se approx when half or more of the focal
+// animals have a sib by the same sire or dam among them, in families of 4 or more on average.
+void warn_families(const se_phase_input& in, const focal_set& set, const char* method,
+                   const char* instead) {
+  const family_measure f = families(in.pedigree, set.levels);
+  if (f.share < 0.5 || f.mean_size < 4.0) return;
+  say("Warning: " + num(static_cast<int>(std::lround(100.0 * f.share))) +
+      "% of the focal animals of " + set.file + " share a " + f.parent +
+      " with another (mean family " + one_decimal(f.mean_size) + "); " + method +
+      " treats them as independent and its SDs can be 2 to 4 times too small (more, the larger "
+      "the families); use " + instead);
+}
+
+// Clusters of the set's focal animals for OPTION boot_clusters: by sire or dam (an animal whose
+// parent is unknown is a cluster of its own), or from the user's file.
+statistics::focal_clusters clusters_of(const se_phase_input& in, const focal_set& set) {
+  const std::string& how = in.options.boot_clusters;
+  std::vector<std::int64_t> label;
+  if (how == "sire" || how == "dam") {
+    const pedigree::pedigree_phase_result& ped = in.pedigree;
+    for (std::size_t i = 0; i < set.levels.size(); ++i) {
+      const int a = set.levels[i];
+      std::int32_t c = 0;
+      if (a >= 1 && a <= ped.n && static_cast<std::size_t>(a) < ped.ped.size())
+        c = how == "sire" ? ped.ped[static_cast<std::size_t>(a)].sire : ped.ped[static_cast<std::size_t>(a)].dam;
+      label.push_back(c >= 1 && c <= ped.n ? c : -1 - static_cast<std::int64_t>(i));
+    }
+  } else {
+    label = statistics::read_cluster_labels(how, set.levels);
+  }
+  statistics::focal_clusters cl = statistics::clusters_from_labels(label);
+  say(" Bootstrap over clusters of focal animals (" + how + "): " + num(cl.count()) +
+      " clusters, the largest of " + num(cl.largest()));
+  if (cl.count() < 30)
+    say("Warning: only " + num(cl.count()) + " clusters of focal animals in " + set.file +
+        "; with fewer than about 30 the intervals of the cluster bootstrap may be narrow");
+  return cl;
+}
+
 void bootstrap_phase(const se_phase_input& in, std::vector<trait_report>& results) {
   statistics::rng generator;  // one stream for the whole run, from the default seeds
-  for (const focal_set& set : in.sets)
+  for (const focal_set& set : in.sets) {
+    const bool by_cluster = !in.options.boot_clusters.empty();
+    const statistics::focal_clusters clusters = by_cluster ? clusters_of(in, set) : statistics::focal_clusters{};
+    if (!by_cluster) warn_families(in, set, "se boot", "OPTION boot_clusters sire");
     for (int t : set.traits) {
       statistics::se_trait_input x = trait_input(in, set, t);
-      results[at(t)].se = statistics::bootstrap(x.w, x.p, x.y, x.gvar_focal, x.h2, in.options.nrepboot, generator,
-                                                in.options.nthreads);
+      results[at(t)].se =
+          by_cluster ? statistics::cluster_bootstrap(x.w, x.p, x.y, x.gvar_focal, x.h2, clusters, in.options.nrepboot,
+                                                     generator, in.options.nthreads)
+                     : statistics::bootstrap(x.w, x.p, x.y, x.gvar_focal, x.h2, in.options.nrepboot, generator,
+                                             in.options.nthreads);
     }
+  }
 }
 
 // Reads one evaluation's ebv_pev file of a trait and compares its EBVs with the solutions.
@@ -97,6 +183,7 @@ void exact_phase(const se_phase_input& in, std::vector<trait_report>& results) {
 
 void approx_phase(const se_phase_input& in, std::vector<trait_report>& results) {
   for (const focal_set& set : in.sets) {
+    warn_families(in, set, "se approx", "OPTION se exact, or se boot with OPTION boot_clusters sire");
     std::vector<double> diag_a(set.inb.size());
     for (std::size_t i = 0; i < diag_a.size(); ++i) diag_a[i] = 1.0 + set.inb[i];
     statistics::accuracy_column kind = set.extra == extra_column::acc  ? statistics::accuracy_column::acc
