@@ -60,14 +60,7 @@ keyword_line read_keyword_line(line_reader& file) {
     if (std::size_t c = s.find('#'); c != std::string_view::npos) s = s.substr(0, c);
     // OPTION lines belong to the OPTION store, which stops on their TABs when it reads them.
     if (!s.starts_with("OPTION")) stop_on_tab(file, s);
-    keyword_line k;
-    try {
-      k = numsx(s);
-    } catch (const fatal_error& e) {
-      std::vector<std::string> lines = e.lines();
-      lines.push_back(at_line(file.path(), file.line_number()));
-      fatal(std::move(lines));
-    }
+    keyword_line k = numsx(s, 70, at_line(file.path(), file.line_number()));
     k.line_no = file.line_number();
     return k;
   }

@@ -37,14 +37,7 @@ option_values option_store::get_option(std::string_view name, bool continue_sear
     if (std::size_t c = line.find('#'); c != std::string_view::npos && c > 0) line = line.substr(0, c);
     if (!is_option_line(line)) continue;
     stop_on_tab(*file_, line);
-    option_values v;
-    try {
-      v = nums2(line, max_words);
-    } catch (const fatal_error& e) {
-      std::vector<std::string> lines = e.lines();
-      lines.push_back(at_line(file_->path(), file_->line_number()));
-      fatal(std::move(lines));
-    }
+    option_values v = nums2(line, max_words, at_line(file_->path(), file_->line_number()));
     if (v.n < 2 || to_lower(v.xc[1]) != wanted) continue;
     v.xc.erase(v.xc.begin(), v.xc.begin() + 2);
     v.x.erase(v.x.begin(), v.x.begin() + 2);

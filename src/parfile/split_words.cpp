@@ -27,18 +27,21 @@ void for_each_word(std::string_view text, F&& emit) {
   }
 }
 
-[[noreturn]] void too_many_words(std::string_view routine, std::string_view rest, std::size_t m) {
-  fatal({"Error in " + std::string(routine) + " splitting string starting: " + excerpt(rest),
-         "into m: " + num(static_cast<std::int64_t>(m)) + " items"});
+[[noreturn]] void too_many_words(std::string_view routine, std::string_view rest, std::size_t m,
+                                 std::string_view where) {
+  std::vector<std::string> lines = {"Error in " + std::string(routine) + " splitting string starting: " + excerpt(rest),
+                                    "into m: " + num(static_cast<std::int64_t>(m)) + " items"};
+  if (!where.empty()) lines.emplace_back(where);
+  fatal(std::move(lines));
 }
 
 }  // namespace
 
-option_values nums2(std::string_view text, std::size_t max_words) {
+option_values nums2(std::string_view text, std::size_t max_words, std::string_view where) {
   option_values v;
   v.n = 0;
   for_each_word(text, [&](std::string_view word, std::string_view rest) {
-    if (v.xc.size() == max_words) too_many_words("nums2", rest, max_words);
+    if (v.xc.size() == max_words) too_many_words("nums2", rest, max_words, where);
     double x = 0;
     if (!parse_real(word, x)) x = 0;
     v.xc.emplace_back(word);
@@ -48,11 +51,11 @@ option_values nums2(std::string_view text, std::size_t max_words) {
   return v;
 }
 
-keyword_line numsx(std::string_view text, std::size_t max_words) {
+keyword_line numsx(std::string_view text, std::size_t max_words, std::string_view where) {
   keyword_line k;
   k.n = 0;
   for_each_word(text, [&](std::string_view word, std::string_view rest) {
-    if (k.words.size() == max_words) too_many_words("numsx", rest, max_words);
+    if (k.words.size() == max_words) too_many_words("numsx", rest, max_words, where);
     std::int32_t v = 0;
     if (!parse_int(word, v)) v = 0;
     k.words.emplace_back(word);

@@ -28,12 +28,13 @@ struct keyword_line {
 
 // Splits text into words separated by blanks (only the blank separates: a TAB or a comma is part
 // of a word) and reads each word as a number. More than max_words words stop the run with
-// "Error in nums2 splitting string starting: " and the text from the first word too many.
-option_values nums2(std::string_view text, std::size_t max_words);
+// "Error in nums2 splitting string starting: " and the text from the first word too many, then
+// `where` (the file and line, as at_line gives them) when it is not empty.
+option_values nums2(std::string_view text, std::size_t max_words, std::string_view where = {});
 
 // The same split for keyword lines, numbers read as integers; at most max_words words, else the
-// run stops with "Error in numsx splitting string starting: ".
-keyword_line numsx(std::string_view text, std::size_t max_words = 70);
+// run stops with "Error in numsx splitting string starting: " (and `where`).
+keyword_line numsx(std::string_view text, std::size_t max_words = 70, std::string_view where = {});
 
 // A copy of text with the letters A-Z replaced by a-z; every other character is kept.
 std::string to_lower(std::string_view text);
