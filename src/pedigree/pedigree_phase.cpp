@@ -1,4 +1,4 @@
-// The pedigree phase: pedigree, renumbering, inbreeding and the focal animals' genetic variance.
+// The pedigree phase: pedigree, renumbering and inbreeding.
 #include "pedigree/pedigree_phase.hpp"
 
 #include <algorithm>
@@ -51,21 +51,9 @@ void read_ranolt_inb(const std::string& path, std::int32_t n, std::vector<double
 }
 
 // Where the reading of the pedigree file ended early (count.stop_line > 0), as messages say it.
-std::string early_end(const pedigree_count& count) {
-  return "read up to line " + num(count.stop_line - 1) + ": line " + num(count.stop_line) +
+std::string early_end(std::int32_t stop_line) {
+  return "read up to line " + num(stop_line - 1) + ": line " + num(stop_line) +
          " is not three whole numbers (animal, sire, dam)";
-}
-
-// A focal animal beyond the pedigree: when the reading ended early, the message says where,
-// since the animal may well be on a later line.
-void check_focal(const focal_view& set, std::int32_t n, const std::string& pedfile, const pedigree_count& count) {
-  for (std::int32_t a : set.animals)
-    if (a < 1 || a > n) {
-      std::vector<std::string> lines = {"Focal animal " + num(a) + " is not in the pedigree file " + pedfile +
-                                        " (animals 1 to " + num(n) + ")"};
-      if (count.stop_line > 0) lines.push_back("The file is " + early_end(count));
-      fatal(lines);
-    }
 }
 
 void sort_inbreeding(pedigree_phase_result& r) {
@@ -79,15 +67,12 @@ void sort_inbreeding(pedigree_phase_result& r) {
 
 }  // namespace
 
-pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::vector<focal_view>& sets) {
+pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in) {
   pedigree_phase_result r;
   const std::string pedfile(trim_right(in.pedigree_file));
+  r.file = pedfile;
   // 1. Start.
   say("Reading and renumbering pedigree");
-  r.gvar_focal.assign(static_cast<std::size_t>(std::max(in.ntrait, 0)), 0.0);
-  if (in.focal_var.substr(0, 3) == "usr")
-    for (std::size_t t = 0; t < r.gvar_focal.size() && t < in.user_gvar.size(); ++t)
-      r.gvar_focal[t] = in.user_gvar[t];
 
   // 2. Size of the pedigree and its groups.
   if (!file_exists(pedfile)) fatal("There is no such pedigree file: " + pedfile);
@@ -95,6 +80,7 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   const pedigree_count count = count_pedigree(file);
   if (count.n < 1) fatal("The pedigree file " + pedfile + " holds no animals");
   r.n = count.n;
+  r.stop_line = count.stop_line;
   const bool metafounders = in.gamma.rows > 0;
   const bool groups = in.groups_allowed || metafounders;
   r.nupg = groups ? std::max(0, count.maxid - count.n) : 0;
@@ -135,7 +121,7 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   read_pedigree(file, r.n, groups, r.ped, &repeats);
   // Both cases are read as the family's programs read them; the user still hears of them.
   if (count.stop_line > 0)
-    warn("the pedigree file " + pedfile + " is " + early_end(count) + ": \"" + count.stop_text +
+    warn("the pedigree file " + pedfile + " is " + early_end(count.stop_line) + ": \"" + count.stop_text +
          "\"; animals without a line have unknown parents");
   if (repeats.count > 0)
     warn("the pedigree file " + pedfile + " gives animal " + num(repeats.first) + " on lines " +
@@ -145,6 +131,9 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   r.ped_sorted = sorted_pedigree(r.ped, r.perm, r.nupg);
   say("Done");
 
+  // 5, 6. Inbreeding, when anything needs it: with groups always computed; without them read
+  // from ranolt.inb under ReadExternalInbreeding, else computed.
+  if (!in.inbreeding_needed) return r;
   inbreeding_options opt;
   opt.method = in.inbreeding_method;
   opt.verbosity = in.verbosity;
@@ -153,29 +142,8 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
   opt.inb_mf_file = in.inb_mf_file;
   auto compute = [&](bool with_groups) {
     compute_inbreeding(r.ped, r.inb, opt, with_groups ? r.groups() : group_info{}, r.perm);
-    r.inbreeding_complete = true;
+    r.inbreeding_known = true;
   };
-  // The coefficients that a later A_focal needs, where the focal variance did not need them.
-  auto for_relationships = [&]() {
-    if (in.relationships_needed && !r.inbreeding_complete) {
-      compute(r.nupg > 0);
-      sort_inbreeding(r);
-    }
-  };
-
-  // 5. What the focal variance comes from.
-  const std::string source = in.focal_var.substr(0, 3);
-  if (source == "usr") {
-    say("Genetic variance of focal animals provided by the user");
-    for_relationships();
-    return r;
-  }
-  if (source != "inb") {
-    for_relationships();
-    return r;
-  }
-
-  // 6. Inbreeding.
   if (r.nupg > 0) {
     compute(true);
   } else if (!in.read_external_inbreeding) {
@@ -185,35 +153,27 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in, std::v
     if (!file_exists(named)) {
       say(named + " does not exist");
       say("Genetic variance of focal animals assumed equal to the genetic variance");
+      r.external_inbreeding_missing = true;
+      if (in.relationships_needed) compute(false);
     } else {
       say("Genetic variance of focal animals calculated as genetic variance * (1-mean(f))");
       r.inb[0] = 0.0;
       read_ranolt_inb(in.ranolt_inb, r.n, r.inb);
-      r.inbreeding_complete = true;
+      r.inbreeding_known = true;
     }
   }
-
-  // 7. Sorted coefficients, the focal animals' slots and the genetic variance per trait.
   sort_inbreeding(r);
-  for (focal_view& set : sets) {
-    check_focal(set, r.n, pedfile, count);
-    set.inbreeding.resize(set.animals.size());
-    double sum = 0.0;
-    for (std::size_t k = 0; k < set.animals.size(); ++k) {
-      set.inbreeding[k] = r.inb[static_cast<std::size_t>(set.animals[k])];
-      sum += set.inbreeding[k];
-    }
-    if (set.animals.empty()) continue;  // no mean to take: the set leaves its traits alone
-    const double mean_f = sum / static_cast<double>(set.animals.size());
-    for (int t : set.traits) {
-      if (t < 1 || t > in.ntrait || static_cast<std::size_t>(t) > in.genetic_variance.size())
-        fatal("Trait " + num(t) + " of a focal set is outside 1 to " + num(in.ntrait));
-      r.gvar_focal[static_cast<std::size_t>(t - 1)] =
-          (1.0 - mean_f) * in.genetic_variance[static_cast<std::size_t>(t - 1)];
-    }
-  }
-  for_relationships();
   return r;
+}
+
+void check_focal_animals(const pedigree_phase_result& ped, std::span<const std::int32_t> focal) {
+  for (std::int32_t a : focal)
+    if (a < 1 || a > ped.n) {
+      std::vector<std::string> lines = {"Focal animal " + num(a) + " is not in the pedigree file " + ped.file +
+                                        " (animals 1 to " + num(ped.n) + ")"};
+      if (ped.stop_line > 0) lines.push_back("The file is " + early_end(ped.stop_line));
+      fatal(lines);
+    }
 }
 
 linalg::dense_matrix focal_relationships(const pedigree_phase_result& ped,

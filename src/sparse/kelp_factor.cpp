@@ -9,9 +9,6 @@
 
 #include "common/fatal.hpp"
 
-extern "C" void openblas_set_num_threads(int);
-extern "C" int openblas_get_num_threads(void);
-
 namespace ventrel::sparse {
 namespace {
 
@@ -80,12 +77,9 @@ void kelp_factor::analyze(const upper_csr& a) {
   }
 }
 
-void kelp_factor::factorize(const upper_csr& a, int threads) {
+void kelp_factor::factorize(const upper_csr& a) {
   cholmod_view v(a);
-  const int saved = openblas_get_num_threads();
-  openblas_set_num_threads(threads);
   cholmod_l_factorize(&v.s, l_, s_.common());
-  openblas_set_num_threads(saved);
   s_.check("cholmod_l_factorize");
 }
 

@@ -55,8 +55,8 @@ class kelp_factor {
   // the elimination tree (so that the final permutation may differ from the one given), and
   // the check that every supernode's row list is sorted without duplicates.
   void analyze(const upper_csr& a);
-  // Numeric supernodal factorisation with `threads` BLAS threads.
-  void factorize(const upper_csr& a, int threads);
+  // Numeric supernodal factorisation, with as many BLAS threads as the run set.
+  void factorize(const upper_csr& a);
   void release();  // discards permutation and factor
 
   bool analyzed() const { return l_ != nullptr; }

@@ -275,10 +275,10 @@ void morlo90::numeric(entry& e) {
   if (simplicial()) {
     ldl_numeric(e.view, ldl_);
   } else {
-    const int threads = kelp_threads();
+    kelp_threads();  // says the default count once, when none was set
     if (settings_.msg_level > 0)
       say("NOTE: panel size is automatically detecied: SM=" + num(kelp_->largest_supernode()));
-    kelp_->factorize(e.view, threads);
+    kelp_->factorize(e.view);
   }
   ++calls_numeric_;
   step_ = morlo_step::numeric;

@@ -62,8 +62,8 @@ class morlo90 {
   // The entry with 64-bit row pointers (KELP only).
   void morlo90_ia8(std::string_view task, ija8_matrix& m, const morlo90_args& args = {});
 
-  // The thread count of the KELP engine (BLAS and OpenMP threads), stored as max(k, 1).
-  // Unset, the engine uses the OpenMP default and says so once.
+  // The OpenMP thread count of the KELP engine's sparse inverse, stored as max(k, 1); BLAS uses
+  // the count the run set. Unset, the engine uses the OpenMP default and says so once.
   void set_num_threads_kelp(int k);
   const morlo90_settings& settings() const { return settings_; }
   // Changing the engine or the ordering discards the state ("reset").

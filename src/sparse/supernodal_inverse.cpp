@@ -13,9 +13,8 @@
 
 #include "common/console.hpp"
 #include "common/fatal.hpp"
+#include "linalg/blas_threads.hpp"
 
-extern "C" void openblas_set_num_threads(int);
-extern "C" int openblas_get_num_threads(void);
 
 namespace ventrel::sparse {
 namespace {
@@ -291,8 +290,6 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
   progress shown("sparse inverse", total);
   std::atomic<long long> done{0};
 
-  const int saved = openblas_get_num_threads();
-  openblas_set_num_threads(threads);
   workspace ws;
   for (idx j = sw.nsuper() - 1; j >= 0 && !sw.failed(); --j)
     if (sc.top[j]) {
@@ -301,7 +298,7 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
     }
 
   if (!sc.pieces.empty() && !sw.failed()) {
-    openblas_set_num_threads(1);
+    const linalg::blas_threads serial(1);
 #pragma omp parallel num_threads(threads)
     {
       workspace tws;
@@ -316,7 +313,6 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
       }
     }
   }
-  openblas_set_num_threads(saved);
   shown.finish();
   if (sw.failed())
     fatal(std::vector<std::string>{"MORLO90 (KELP): An error occurred.",

@@ -25,8 +25,8 @@ struct supernodal_inverse {
 //                                     supernodes that hold the rows S)
 //   Z_JJ = D_J^{-1} - L^_SJ' Z_SJ.
 // Z_SS lies in the pattern of the ancestors' panels (the rows of a supernode form a clique of
-// the filled graph). Supernodes at the top of the tree run one by one with `threads` BLAS
-// threads; the independent subtrees below them run on `threads` OpenMP threads. Cost about
+// the filled graph). Supernodes at the top of the tree run one by one with the run's BLAS
+// threads; the independent subtrees below them run on `threads` OpenMP threads, BLAS serial. Cost about
 // twice the factorisation's; memory the size of the factor plus panel-sized workspaces.
 supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads);
 

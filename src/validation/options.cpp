@@ -1,8 +1,7 @@
 // Reading, echo and checks of the validation OPTIONs.
 #include "validation/options.hpp"
 
-#include <omp.h>
-
+#include <algorithm>
 #include <climits>
 #include <cmath>
 
@@ -10,7 +9,6 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
-#include "parfile/kelp_threads.hpp"
 
 namespace ventrel::validation {
 
@@ -187,8 +185,7 @@ validation_options read_validation_options(const parfile::option_store& store,
   }
   if (option_values v = store.get_option("num_threads_kelp"); v.n >= 0) {
     const int k = whole_number(store, v, "num_threads_kelp", INT_MIN, max_threads);
-    parfile::set_num_threads_kelp(k);
-    o.num_threads_kelp = parfile::num_threads_kelp();
+    o.num_threads_kelp = std::max(k, 1);
     echo(" * number of threads for KELP: ", num(k));
   }
   if (option_values v = store.get_option("ReadExternalInbreeding"); v.n >= 0) {
@@ -203,7 +200,6 @@ validation_options read_validation_options(const parfile::option_store& store,
   }
   if (option_values v = store.get_option("nthreads"); v.n >= 0) {
     o.nthreads = whole_number(store, v, "nthreads", 1, max_threads);
-    omp_set_num_threads(o.nthreads);
     echo(" * Set number of threads calculations: ", num(o.nthreads));
   }
 

@@ -29,7 +29,8 @@ struct validation_options {
   int inbreeding_method = 1;                     // OPTION inbreeding_method
   sparse_package sparse = sparse_package::morlo; // sparse package choice
   int msg_morlo = 0;                             // message level of the sparse package
-  int num_threads_kelp = 0;                      // sparse solver threads; 0 = its default
+  int num_threads_kelp = 0;                      // sparse solver threads (at least 1 when given);
+                                                 // 0 = its default
   bool read_external_inbreeding = false;         // OPTION ReadExternalInbreeding given
   std::string inbreeding_file = "ranolt.inb";    // its file (the default when none is named)
   int nrepboot = 10000;                          // bootstrap replicates
@@ -46,9 +47,8 @@ const char* se_method_name(se_method m);
 // ReadExternalInbreeding, nrepboot, nthreads, boot_clusters), echoing each one found, then checks that the
 // files the run needs exist: both solution files, "yhat_residual" for predictive ability, the
 // "ebv_pev_" files of every trait for se exact (and warns for se approx). Option names are
-// compared regardless of case, as every OPTION query does.
-// Side effects: num_threads_kelp is handed to parfile::set_num_threads_kelp and nthreads to
-// omp_set_num_threads when they are given. A bad or missing value stops the run.
+// compared regardless of case, as every OPTION query does. A bad or missing value stops the
+// run. Nothing is set here: the run hands the thread counts to the runtimes and the phases.
 validation_options read_validation_options(const parfile::option_store& store,
                                            const parfile::model_parameters& model);
 

@@ -16,11 +16,13 @@
 #include "common/format.hpp"
 #include "common/output_file.hpp"
 #include "genomic/metafounders.hpp"
+#include "linalg/blas_threads.hpp"
 #include "genomic/options.hpp"
 #include "parfile/print_parameters.hpp"
 #include "parfile/read_parameter_file.hpp"
 #include "pedigree/pedigree_phase.hpp"
 #include "statistics/lr_statistics.hpp"
+#include "validation/focal_variance.hpp"
 #include "validation/heritability.hpp"
 #include "validation/options.hpp"
 #include "validation/report.hpp"
@@ -46,9 +48,12 @@ std::span<const double> column(const linalg::dense_matrix& m, int trait) {
           static_cast<std::size_t>(m.rows)};
 }
 
-// The pedigree phase's inputs from the model, the options and the focal sets.
+// The pedigree phase's inputs from the model and the options. The coefficients are needed by
+// the focal variance from inbreeding, by Colleau's product (A_focal itself, or A22 and the focal
+// animals' relationships when H is built from the genotypes) and by the diagonal 1 + F of se
+// approx.
 pedigree::pedigree_phase_input pedigree_input(const parfile::parameter_file& pf, const validation_options& opt,
-                                              const genomic::genomic_options& gen, const std::vector<double>& gvar) {
+                                              const genomic::genomic_options& gen) {
   const parfile::model_parameters& m = pf.model;
   pedigree::pedigree_phase_input in;
   random_type type = parfile::randomtype(m, opt.focal_effect);
@@ -58,20 +63,17 @@ pedigree::pedigree_phase_input pedigree_input(const parfile::parameter_file& pf,
   in.groups_allowed = allows_groups(type);
   if (has_metafounders(type) && !gen.metafounders_gamma_file.empty())
     in.gamma = genomic::read_metafounders_gamma(gen.metafounders_gamma_file);
-  in.focal_var = opt.focal_var;
-  in.user_gvar = opt.focal_var_usr;
+  const bool from_inbreeding = opt.focal_var == "inb";
+  in.relationships_needed = opt.se == se_method::exact &&
+                            (!genomic::uses_inverse_relationships(gen) || (gen.snp_file_given && !opt.read_hinverse));
+  in.inbreeding_needed = from_inbreeding || in.relationships_needed || opt.se == se_method::approx;
   in.inbreeding_method = opt.inbreeding_method;
-  in.read_external_inbreeding = opt.read_external_inbreeding;
+  // The external file serves the focal variance; other uses compute the coefficients.
+  in.read_external_inbreeding = from_inbreeding && opt.read_external_inbreeding;
   in.external_inbreeding_file = opt.inbreeding_file;
-  in.genetic_variance = gvar;
-  in.ntrait = m.ntrait;
   parfile::option_values self = pf.options.get_option("self_generations");
   if (self.n >= 1) in.self_generations_file = self.xc[0];
   in.nthreads = opt.nthreads;
-  // Colleau's product needs every coefficient: for A_focal itself, or for A22 and the focal
-  // animals' relationships when H is built from the genotypes.
-  in.relationships_needed = opt.se == se_method::exact &&
-                            (!genomic::uses_inverse_relationships(gen) || (gen.snp_file_given && !opt.read_hinverse));
   return in;
 }
 
@@ -87,6 +89,11 @@ int run_phases(const command_line& cmd) {
   const validation_options opt = read_validation_options(pf.options, m);
   const genomic::genomic_options gen = genomic::read_genomic_options(pf.options);
 
+  // 3. The runtimes' thread counts, set once: OpenMP's from OPTION nthreads, BLAS's from the
+  // sparse solver's (OPTION num_threads_kelp, else OpenMP's); each phase gets its own count.
+  if (opt.nthreads > 0) omp_set_num_threads(opt.nthreads);
+  linalg::set_blas_threads(opt.num_threads_kelp > 0 ? opt.num_threads_kelp : omp_get_max_threads());
+
   // 4. Focal records from the validation-set and solution files.
   std::vector<focal_set> sets = read_focal_sets(opt, m);
 
@@ -99,17 +106,11 @@ int run_phases(const command_line& cmd) {
   say("");
 
   // 6. Pedigree, inbreeding and the genetic variance of the focal animals.
-  std::vector<pedigree::focal_view> views(sets.size());
-  for (std::size_t s = 0; s < sets.size(); ++s) {
-    views[s].animals.assign(sets[s].levels.begin(), sets[s].levels.end());
-    views[s].traits = sets[s].traits;
-  }
-  pedigree::pedigree_phase_result ped = pedigree::read_pedigree_phase(pedigree_input(pf, opt, gen, gvar), views);
-  for (std::size_t s = 0; s < sets.size(); ++s)
-    if (views[s].inbreeding.size() == sets[s].inb.size()) sets[s].inb = views[s].inbreeding;
+  const pedigree::pedigree_phase_result ped = pedigree::read_pedigree_phase(pedigree_input(pf, opt, gen));
+  const std::vector<double> gvar_focal = focal_genetic_variance(opt, ped, gvar, sets);
   for (int t = 1; t <= m.ntrait; ++t)
     say(" Genetic variance for the focal animals for trait " + fmt_i(t, 3) + ": " +
-        fmt_f(ped.gvar_focal[static_cast<std::size_t>(t - 1)], 12, 3));
+        fmt_f(gvar_focal[static_cast<std::size_t>(t - 1)], 12, 3));
   say("");
 
   // 7. LR statistics of every trait, from the set that validates it.
@@ -120,13 +121,13 @@ int run_phases(const command_line& cmd) {
       auto y = opt.predictive_ability ? column(set.phenotype, t) : std::span<const double>();
       results[static_cast<std::size_t>(t - 1)].value =
           statistics::compute_lr(column(set.whole, t), column(set.partial, t), y,
-                                 ped.gvar_focal[static_cast<std::size_t>(t - 1)], h2[static_cast<std::size_t>(t - 1)]);
+                                 gvar_focal[static_cast<std::size_t>(t - 1)], h2[static_cast<std::size_t>(t - 1)]);
     }
 
   // The standard-error phase.
   const bool with_se = opt.se != se_method::none;
   if (with_se) {
-    se_phase_input in{m, opt, gen, sets, ped, gvar, h2};
+    se_phase_input in{m, opt, gen, sets, ped, gvar, gvar_focal, h2};
     run_se_phase(in, results);
   }
 

@@ -16,7 +16,6 @@
 #include "statistics/random.hpp"
 #include "genomic/hinverse.hpp"
 #include "genomic/single_step.hpp"
-#include "parfile/kelp_threads.hpp"
 
 namespace ventrel::validation {
 namespace {
@@ -36,7 +35,7 @@ statistics::se_trait_input trait_input(const se_phase_input& in, const focal_set
   x.p = column(set.partial, t);
   if (in.options.predictive_ability) x.y = column(set.phenotype, t);
   x.s2 = in.genetic_variance[at(t)];
-  x.gvar_focal = in.pedigree.gvar_focal[at(t)];
+  x.gvar_focal = in.gvar_focal[at(t)];
   x.h2 = in.h2[at(t)];
   return x;
 }
@@ -150,7 +149,7 @@ void exact_phase(const se_phase_input& in, std::vector<trait_report>& results) {
   if (inverse) {
     std::vector<std::vector<int>> levels;
     for (const focal_set& set : in.sets) levels.push_back(set.levels);
-    const genomic::inverse_settings sparse{parfile::num_threads_kelp(), in.options.msg_morlo};
+    const genomic::inverse_settings sparse{in.options.num_threads_kelp, in.options.msg_morlo};
     if (in.options.read_hinverse)
       a_inverse_way = genomic::focal_relationships_from_inverse(in.options.hinverse_file, nlev, levels, sparse);
     else  // OPTION SNP_file: H built from the genotypes

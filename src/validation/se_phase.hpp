@@ -20,6 +20,7 @@ struct se_phase_input {
   const std::vector<focal_set>& sets;
   const pedigree::pedigree_phase_result& pedigree;
   const std::vector<double>& genetic_variance;  // per trait, parameter file
+  const std::vector<double>& gvar_focal;        // per trait, genetic variance of the focal animals
   const std::vector<double>& h2;                // per trait
 };
 

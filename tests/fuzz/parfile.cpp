@@ -56,12 +56,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     try {
       const validation::validation_options opt = validation::read_validation_options(pf.options, m);
-      omp_set_num_threads(1);  // OPTION nthreads may have set more
       // Zero or negative variances give odd or non-finite heritabilities, printed as they are.
       const std::vector<double> h2 = validation::get_h2(m, opt.focal_effect);
       VENTREL_FUZZ_CHECK(h2.size() == static_cast<std::size_t>(m.ntrait));
     } catch (const fatal_error&) {
-      omp_set_num_threads(1);
     }
     genomic::read_genomic_options(pf.options);
   } catch (const fatal_error&) {

@@ -20,7 +20,7 @@ ija_matrix supernodal(ija_matrix m, int threads) {
   std::vector<std::int64_t> ptr;
   upper_csr view = view_of(m, ptr);
   kelp_factor k;
-  k.order(view, kelp_ordering::amd), k.analyze(view), k.factorize(view, threads);
+  k.order(view, kelp_ordering::amd), k.analyze(view), k.factorize(view);
   scatter_inverse(k.factor(), takahashi_supernodal(k.factor(), threads), view);
   return m;
 }

@@ -1,7 +1,6 @@
 // The validation OPTIONs: echo lines, defaults, stops and the checks of the files.
 #include "validation/options.hpp"
 
-#include "parfile/kelp_threads.hpp"
 #include "support/test_support.hpp"
 
 namespace ventrel::validation {
@@ -56,15 +55,11 @@ TEST_F(options_test, defaults_with_only_the_validation_option) {
 TEST_F(options_test, echoes_every_key_in_the_fixed_order) {
   for (const char* f : {"sol_and_acc_whole", "sol_and_acc_partial", "yhat_residual"}) touch(f);
   std::string out;
-  const validation_options o = test_support::with_threads(1, [&] {
-    const validation_options read_options = read(
-        "OPTION nthreads 2\nOPTION nrepboot 500\nOPTION readExternalInbreeding my.inb\n"
-        "OPTION num_threads_kelp 3\nOPTION msg_MORLO 2\nOPTION use_kelp\nOPTION inbreeding_method 6\n"
-        "OPTION readHInverse H.txt\nOPTION se boot\nOPTION focal_var usr 1.5 2\nOPTION prefix sol_and_acc\n"
-        "OPTION predictive_ability\nOPTION validation 2 a.txt b.txt\n", &out);
-    EXPECT_EQ(omp_get_max_threads(), 2);
-    return read_options;
-  });
+  const validation_options o = read(
+      "OPTION nthreads 2\nOPTION nrepboot 500\nOPTION readExternalInbreeding my.inb\n"
+      "OPTION num_threads_kelp 3\nOPTION msg_MORLO 2\nOPTION use_kelp\nOPTION inbreeding_method 6\n"
+      "OPTION readHInverse H.txt\nOPTION se boot\nOPTION focal_var usr 1.5 2\nOPTION prefix sol_and_acc\n"
+      "OPTION predictive_ability\nOPTION validation 2 a.txt b.txt\n", &out);
   EXPECT_EQ(out, "* Validation for individuals in effect: 2\n"
                  "* File(s) containing validation set ids: a.txt b.txt\n"
                  "* Calculate predictive ability from yhat_residual\n"
@@ -83,7 +78,7 @@ TEST_F(options_test, echoes_every_key_in_the_fixed_order) {
   // The settings that the echo lines do not show.
   EXPECT_EQ(o.focal_var_usr, (std::vector<double>{1.5, 2}));
   EXPECT_EQ(o.sparse, sparse_package::kelp);
-  EXPECT_EQ(parfile::num_threads_kelp(), 3);
+  EXPECT_EQ(o.num_threads_kelp, 3);
 }
 
 TEST_F(options_test, values_at_their_limits_and_defaults_of_files_not_named) {
