@@ -3,7 +3,7 @@
 #   scripts/install-deps.sh [program|test|fuzz|bench]...     default: program
 #   program  the compiler, cmake, BLAS/LAPACK(E), SuiteSparse (CHOLMOD, AMD) and METIS:
 #            all that make, make demo and make install need
-#   test     GoogleTest (make test, make asan)
+#   test     GoogleTest, and Python 3 when there is none (the results-file checks)
 #   fuzz     clang and libclang-rt-dev: libFuzzer (make fuzz)
 #   bench    GNU time (/usr/bin/time), which bench/run.sh uses for wall time and peak memory
 # Every target but program also gets the program's packages. Idempotent and quiet when
@@ -17,7 +17,7 @@ packages=("${program[@]}")
 for target in "${@:-program}"; do
   case "$target" in
     program) ;;
-    test) packages+=(libgtest-dev) ;;
+    test) packages+=(libgtest-dev); command -v python3 >/dev/null 2>&1 || packages+=(python3) ;;
     fuzz) packages+=(clang libclang-rt-dev) ;;
     bench) packages+=(time) ;;
     *) echo "install-deps.sh: unknown target '$target' (program, test, fuzz or bench)"; exit 1 ;;

@@ -126,6 +126,14 @@ std::string num(double v) {
   return std::string(buf, r.ptr);
 }
 
+std::string fmt_full(double v) {
+  if (std::isnan(v)) return "NaN";
+  if (std::isinf(v)) return v < 0 ? "-Inf" : "Inf";
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.17g", v);
+  return buf;
+}
+
 std::string_view trim_right(std::string_view s) {
   std::size_t e = s.find_last_not_of(' ');
   return e == std::string_view::npos ? std::string_view() : s.substr(0, e + 1);

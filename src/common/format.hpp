@@ -26,6 +26,10 @@ std::string num(std::int64_t v);
 std::string num(double v);
 inline std::string num(int v) { return num(static_cast<std::int64_t>(v)); }
 
+// Full double precision for files that programs read back: 17 significant digits ("%.17g"),
+// so that the text reads back to the same double; "NaN", "Inf" and "-Inf" for non-finite values.
+std::string fmt_full(double v);
+
 // Trailing blanks removed (Fortran's trim).
 std::string_view trim_right(std::string_view s);
 

@@ -26,6 +26,8 @@
 #include "validation/heritability.hpp"
 #include "validation/options.hpp"
 #include "validation/report.hpp"
+#include "validation/results_file.hpp"
+#include "validation/run_outputs.hpp"
 #include "validation/se_phase.hpp"
 #include "validation/sol_valids.hpp"
 #include "validation/solution_files.hpp"
@@ -138,7 +140,9 @@ int run_phases(const command_line& cmd) {
     say(line);
     log += line + "\n";
   }
+  const results_run described = describe_run({pf, opt, gen, sets, h2, gvar_focal, results});
   write_sol_valids(sets, m.ntrait);
+  write_results_files(described);
   write_file_atomically("ventrel.log", log);
   return 0;
 }

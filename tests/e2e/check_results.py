@@ -1,0 +1,236 @@
+#!/usr/bin/env python3
+"""Runs the built ventrel on fixture folders and checks its results files: both parse (JSON by
+the json module, CSV by the csv module), say the same thing at full precision, describe the run,
+and agree with the figures of the console report. A stopped run leaves earlier results files as
+they were.
+
+usage: check_results.py VENTREL FIXTURES_DIR WORK_DIR"""
+import csv
+import json
+import math
+import os
+import re
+import shutil
+import subprocess
+import sys
+
+LABELS = {"Absolute bias:": "bias", "Bias in genetic sd:": "bias_in_sd", "Dispersion:": "dispersion",
+          "Ratio of accuracies:": "ratio_acc", "Reliability :": "reliability",
+          "Predictive ability:": "pred_ability"}
+# Fixtures whose successful runs are checked, with what their settings must say.
+RUNS = {
+    "one_trait_no_se": {"method": "none"},
+    "one_trait_exact_pec": {"method": "exact", "relationships": "pedigree"},
+    "one_trait_approx_acc": {"method": "approx"},
+    "two_traits_boot_pred": {"method": "boot", "replicates": 500},
+    "two_traits_two_files_exact": {"method": "exact"},
+    "two_traits_exact_hinverse": {"method": "exact", "relationships": "inverse relationship matrix"},
+}
+failures = []
+
+
+def fail(name, what):
+    failures.append(f"{name}: {what}")
+
+
+def run(ventrel, fixture, work):
+    shutil.rmtree(work, ignore_errors=True)
+    os.makedirs(work)
+    for f in os.listdir(fixture):
+        if f.startswith("expected_") or f in ("args", "stdin", "before.sh", "memory_limit_mb"):
+            continue
+        src = os.path.join(fixture, f)
+        (shutil.copytree if os.path.isdir(src) else shutil.copy)(src, os.path.join(work, f))
+    args = open(os.path.join(fixture, "args")).read().split()
+    p = subprocess.run([ventrel] + args, cwd=work, capture_output=True, text=True, stdin=subprocess.DEVNULL)
+    return p.returncode, p.stdout
+
+
+def console_blocks(stdout):
+    """{(trait, group): {statistic: [value, sd, lower, upper] as printed}} from the report blocks;
+    group "all" for the report, the group's name for the blocks of OPTION print_groups."""
+    blocks, key = {}, None
+    for line in stdout.splitlines():
+        m = re.match(r" Cross-validation statistics for trait: +(\d+)(?:  group: (\S+))?", line)
+        if m:
+            key = (int(m.group(1)), m.group(2) or "all")
+            blocks[key] = {}
+            continue
+        if key is None:
+            continue
+        label = line[1:40].rstrip()
+        if label in LABELS:
+            body = line[40:]
+            fields = [body[i:i + 13].strip() for i in range(0, len(body), 13) if body[i:i + 13].strip()]
+            blocks[key][LABELS[label]] = fields
+        elif line.strip() == "":
+            key = None
+    return blocks
+
+
+def printed(x):
+    """A figure as the report prints it (F12.3, NaN, Infinity)."""
+    if x is None:
+        return None
+    if math.isnan(x):
+        return "NaN"
+    if math.isinf(x):
+        return "Infinity" if x > 0 else "-Infinity"
+    return f"{x:.3f}"
+
+
+def csv_value(text):
+    return None if text == "" else float(text)
+
+
+def check_run(name, want, ventrel, fixture, work, banner_version):
+    status, stdout = run(ventrel, fixture, work)
+    if status != 0:
+        fail(name, f"exit status {status}")
+        return
+    js = json.load(open(os.path.join(work, "ventrel_results.json")))
+    rows = list(csv.DictReader(open(os.path.join(work, "ventrel_results.csv"), newline="")))
+    if js.get("format") != "ventrel-results" or js.get("format_version") != 1:
+        fail(name, "format or version")
+    if js["program"]["version"] != banner_version:
+        fail(name, f"version {js['program']['version']} differs from the banner's {banner_version}")
+    if not re.fullmatch(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", js["date_time"]):
+        fail(name, f"date_time {js['date_time']}")
+    if js["parameter_file"] != "parameters.txt":
+        fail(name, "parameter_file")
+    for k, v in want.items():
+        if js["standard_errors"].get(k) != v:
+            fail(name, f"standard_errors.{k} = {js['standard_errors'].get(k)!r}, expected {v!r}")
+    for f in js["input_files"]:
+        if not os.path.exists(os.path.join(work, f["file"])):
+            fail(name, f"input file {f['file']} ({f['role']}) does not exist")
+    roles = {f["role"] for f in js["input_files"]}
+    for role in ("solutions_whole", "solutions_partial", "validation_set", "pedigree"):
+        if role not in roles:
+            fail(name, f"no input file of role {role}")
+
+    with_se = js["standard_errors"]["method"] != "none"
+    console = console_blocks(stdout)
+    blocks = {(b["trait"], b["group"]): b for b in js["results"] if b["computed"]}
+    report_keys = {k for k in console if k[1] == "all"}
+    if report_keys != {k for k in blocks if k[1] == "all"}:
+        fail(name, f"blocks of the report {sorted(report_keys)} and of the JSON file {sorted(blocks)} differ")
+    for key, stats in console.items():
+        b = blocks.get(key)
+        if b is None:
+            fail(name, f"no JSON block for trait {key[0]} group {key[1]}")
+            continue
+        for stat, fields in stats.items():
+            s = b["statistics"][stat]
+            got = [printed(s["value"])] + ([printed(s[k]) for k in ("sd", "lower", "upper")] if with_se else [])
+            # null in JSON stands for a non-finite figure: the CSV spells it out.
+            csv_row = next(r for r in rows if int(r["trait"]) == key[0] and r["group"] == key[1] and r["statistic"] == stat)
+            csv_got = [printed(csv_value(csv_row[k])) for k in ("value", "sd", "lower", "upper")][:len(fields)]
+            for i, g in enumerate(got):
+                if g is None:
+                    got[i] = csv_got[i]
+            if got != fields:
+                fail(name, f"trait {key[0]} group {key[1]} {stat}: JSON {got}, console {fields}")
+            if csv_got != fields:
+                fail(name, f"trait {key[0]} group {key[1]} {stat}: CSV {csv_got}, console {fields}")
+    # Every JSON figure is in the CSV, bit for bit.
+    n_stats = 0
+    for b in js["results"]:
+        for stat, s in b["statistics"].items():
+            n_stats += 1
+            row = [r for r in rows if int(r["set"]) == b["set"] and r["group"] == b["group"]
+                   and int(r["trait"]) == b["trait"] and r["statistic"] == stat]
+            if len(row) != 1:
+                fail(name, f"{len(row)} CSV rows for set {b['set']} group {b['group']} trait {b['trait']} {stat}")
+                continue
+            r = row[0]
+            if int(r["n"]) != b["n"]:
+                fail(name, f"n differs for {stat}")
+            for k in ("value", "sd", "lower", "upper"):
+                c = csv_value(r[k])
+                if s[k] is None:
+                    if c is not None and math.isfinite(c):
+                        fail(name, f"{stat} {k}: null in JSON, {r[k]} in CSV")
+                elif c != s[k]:
+                    fail(name, f"{stat} {k}: {s[k]!r} in JSON, {r[k]} in CSV")
+        for k in ("heritability", "genetic_variance_focal"):
+            r0 = next(r for r in rows if int(r["set"]) == b["set"] and r["group"] == b["group"] and int(r["trait"]) == b["trait"])
+            if b[k] is not None and float(r0[k]) != b[k]:
+                fail(name, f"{k} differs between JSON and CSV")
+    computed_rows = [r for r in rows if r["statistic"] != ""]
+    if n_stats != len(computed_rows):
+        fail(name, f"{n_stats} statistics in JSON, {len(computed_rows)} rows in CSV")
+    # The heritability and focal variance lines of the console.
+    for m in re.finditer(r" Heritability for trait +(\d+): +(\S+)", stdout):
+        for b in js["results"]:
+            if b["trait"] == int(m.group(1)) and printed(b["heritability"]) != m.group(2):
+                fail(name, f"heritability of trait {b['trait']}")
+    for m in re.finditer(r" Genetic variance for the focal animals for trait +(\d+): +(\S+)", stdout):
+        for b in js["results"]:
+            if b["trait"] == int(m.group(1)) and b["group"] == "all" and printed(b["genetic_variance_focal"]) != m.group(2):
+                fail(name, f"genetic variance of the focal animals of trait {b['trait']}")
+    # The derived figures from the focal animals' solutions (sol_valids, E16.8).
+    check_derived(name, work, js)
+    return js, rows
+
+
+def check_derived(name, work, js):
+    lines = open(os.path.join(work, "sol_valids")).read().splitlines()[1:]
+    for b in js["results"]:
+        if b["group"] != "all":
+            continue
+        w, p = [], []
+        for line in lines:
+            f = line.split()
+            if int(f[0]) == b["set"]:
+                w.append(float(f[2 * b["trait"]]))
+                p.append(float(f[2 * b["trait"] + 1]))
+        n = len(w)
+        rmsd = math.sqrt(sum((a - c) ** 2 for a, c in zip(w, p)) / n)
+        mw, mp = sum(w) / n, sum(p) / n
+        slope = sum((a - mw) * (c - mp) for a, c in zip(w, p)) / sum((c - mp) ** 2 for c in p)
+        s = b["statistics"]
+        for stat, want in (("rmsd", rmsd), ("intercept", mw - slope * mp),
+                           ("increase_in_accuracy", 1 / s["ratio_acc"]["value"])):
+            if abs(s[stat]["value"] - want) > 1e-6 * max(1.0, abs(want)):
+                fail(name, f"trait {b['trait']} {stat} {s[stat]['value']} instead of {want}")
+
+
+def check_stop_keeps_results(ventrel, fixtures, work):
+    name = "stop_keeps_old_log"
+    fixture = os.path.join(fixtures, name)
+    old = {"ventrel_results.json": '{"old": true}\n', "ventrel_results.csv": "old\n"}
+    shutil.rmtree(work, ignore_errors=True)
+    status, _ = run(ventrel, fixture, work)
+    for f, text in old.items():
+        open(os.path.join(work, f), "w").write(text)
+    args = open(os.path.join(fixture, "args")).read().split()
+    status = subprocess.run([ventrel] + args, cwd=work, capture_output=True, stdin=subprocess.DEVNULL).returncode
+    if status != 1:
+        fail(name, f"exit status {status}")
+    for f, text in old.items():
+        if open(os.path.join(work, f)).read() != text:
+            fail(name, f"{f} was changed by a stopped run")
+        if os.path.exists(os.path.join(work, f + ".tmp")):
+            fail(name, f"{f}.tmp left behind")
+
+
+def main():
+    ventrel, fixtures, work = os.path.realpath(sys.argv[1]), os.path.realpath(sys.argv[2]), sys.argv[3]
+    version = subprocess.run([ventrel, "--version"], capture_output=True, text=True).stdout.split()[2]
+    for name, want in RUNS.items():
+        check_run(name, want, ventrel, os.path.join(fixtures, name), os.path.join(work, name), version)
+        print(f"checked {name}")
+    for name in sorted(os.listdir(fixtures)):
+        if name.startswith("groups_") and os.path.exists(os.path.join(fixtures, name, "expected_status")) is False:
+            check_run(name, {}, ventrel, os.path.join(fixtures, name), os.path.join(work, name), version)
+            print(f"checked {name}")
+    check_stop_keeps_results(ventrel, fixtures, os.path.join(work, "stop"))
+    for f in failures:
+        print("FAIL " + f)
+    print(f"results files: {len(failures)} failures")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
