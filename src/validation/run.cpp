@@ -23,8 +23,10 @@
 #include "pedigree/pedigree_phase.hpp"
 #include "statistics/lr_statistics.hpp"
 #include "validation/focal_variance.hpp"
+#include "validation/groups.hpp"
 #include "validation/heritability.hpp"
 #include "validation/options.hpp"
+#include "validation/output_options.hpp"
 #include "validation/report.hpp"
 #include "validation/results_file.hpp"
 #include "validation/run_outputs.hpp"
@@ -90,6 +92,7 @@ int run_phases(const command_line& cmd) {
   // 2. Validation options, then the genomic library's own.
   const validation_options opt = read_validation_options(pf.options, m);
   const genomic::genomic_options gen = genomic::read_genomic_options(pf.options);
+  const output_options outputs = read_output_options(pf.options);
 
   // 3. The runtimes' thread counts, set once: OpenMP's from OPTION nthreads, BLAS's from the
   // sparse solver's (OPTION num_threads_kelp, else OpenMP's); each phase gets its own count.
@@ -98,6 +101,8 @@ int run_phases(const command_line& cmd) {
 
   // 4. Focal records from the validation-set and solution files.
   std::vector<focal_set> sets = read_focal_sets(opt, m);
+  const validation_groups groups =
+      outputs.validation_groups.empty() ? validation_groups{} : read_validation_groups(outputs.validation_groups, sets);
 
   // 5. Heritabilities.
   const std::vector<double> gvar = genetic_variances(m, opt.focal_effect);
@@ -133,16 +138,24 @@ int run_phases(const command_line& cmd) {
     run_se_phase(in, results);
   }
 
-  // 8. The report, 9. the log and the focal animals' solutions.
-  const std::vector<std::string> lines = report_lines(results, with_se, opt.predictive_ability);
+  // Statistics of the validation groups.
+  std::vector<results_block> by_group = group_blocks({m, opt, gen, sets, ped, gvar, h2, gvar_focal, groups});
+
+  // 8. The report (and the groups' blocks when asked for), 9. the log, the focal animals'
+  // solutions, the results files and the plots.
+  std::vector<std::string> lines = report_lines(results, with_se, opt.predictive_ability);
+  if (outputs.print_groups)
+    for (std::string& line : group_report_lines(by_group, with_se, opt.predictive_ability)) lines.push_back(std::move(line));
   std::string log = banner + "\n";
   for (const std::string& line : lines) {
     say(line);
     log += line + "\n";
   }
-  const results_run described = describe_run({pf, opt, gen, sets, h2, gvar_focal, results});
+  results_run described = describe_run({pf, opt, gen, sets, h2, gvar_focal, results});
+  add_groups(described, groups, std::move(by_group));
   write_sol_valids(sets, m.ntrait);
   write_results_files(described);
+  if (outputs.plots) write_plots({pf, opt, gen, sets, h2, gvar_focal, results}, described, groups);
   write_file_atomically("ventrel.log", log);
   return 0;
 }

@@ -5,8 +5,10 @@
 
 #include "common/build_info.hpp"
 #include "common/freeformat.hpp"
+#include "common/output_file.hpp"
 #include "parfile/model_parameters.hpp"
 #include "statistics/ebv_pev_files.hpp"
+#include "validation/svg_plot.hpp"
 
 namespace ventrel::validation {
 namespace {
@@ -91,6 +93,40 @@ results_run describe_run(const outputs_input& in) {
     }
   }
   return run;
+}
+
+void add_groups(results_run& run, const validation_groups& groups, std::vector<results_block> blocks) {
+  if (groups.file.empty()) return;
+  run.groups_file = groups.file;
+  run.input_files.emplace_back("validation_groups", groups.file);
+  for (results_block& b : blocks) run.blocks.push_back(std::move(b));
+}
+
+void write_plots(const outputs_input& in, const results_run& run, const validation_groups& groups) {
+  const bool with_se = run.se_method != "none";
+  for (std::size_t s = 0; s < in.sets.size(); ++s) {
+    const focal_set& set = in.sets[s];
+    for (int t : set.traits) {
+      std::vector<const results_block*> blocks;
+      for (const results_block& b : run.blocks)
+        if (b.set == static_cast<int>(s) + 1 && b.trait == t) blocks.push_back(&b);
+      if (blocks.empty()) continue;
+      const results_block& all = *blocks.front();
+      scatter_data d;
+      d.trait = t;
+      d.partial = column(set.partial, t);
+      d.whole = column(set.whole, t);
+      if (!groups.names.empty()) {
+        d.group = groups.of_row[s];
+        d.group_names = groups.names;
+      }
+      d.slope = all.stats.value.dispersion;
+      d.intercept = all.intercept;
+      d.bias = all.stats.value.bias;
+      write_file_atomically(scatter_file_name(t), scatter_svg(d));
+      write_file_atomically(groups_file_name(t), groups_svg(t, blocks, with_se, run.predictive_ability));
+    }
+  }
 }
 
 }  // namespace ventrel::validation

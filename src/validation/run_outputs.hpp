@@ -7,6 +7,7 @@
 #include "genomic/options.hpp"
 #include "parfile/read_parameter_file.hpp"
 #include "validation/focal_set.hpp"
+#include "validation/groups.hpp"
 #include "validation/options.hpp"
 #include "validation/report.hpp"
 #include "validation/results_file.hpp"
@@ -27,5 +28,13 @@ struct outputs_input {
 // The run's settings and input files, and one block per focal set and trait it validates
 // (group "all"), sets in order.
 results_run describe_run(const outputs_input& in);
+
+// Adds the groups' file (as an input file) and their blocks, after those of the whole sets.
+void add_groups(results_run& run, const validation_groups& groups, std::vector<results_block> blocks);
+
+// OPTION plots: per trait "ventrel_plot_trait_<t>.svg" (whole against partial, coloured by
+// group) and "ventrel_groups_trait_<t>.svg" (the statistics of every block of the trait), each
+// written atomically.
+void write_plots(const outputs_input& in, const results_run& run, const validation_groups& groups);
 
 }  // namespace ventrel::validation

@@ -1,0 +1,33 @@
+// Reading of the output OPTIONs.
+#include "validation/output_options.hpp"
+
+#include "common/console.hpp"
+#include "common/fatal.hpp"
+#include "common/freeformat.hpp"
+
+namespace ventrel::validation {
+
+output_options read_output_options(const parfile::option_store& store) {
+  output_options o;
+  if (parfile::option_values v = store.get_option("validation_groups"); v.n >= 0) {
+    if (v.n == 0)
+      fatal({"OPTION validation_groups needs a file name: lines of a focal level and its group",
+             at_line(store.path(), v.line_no)});
+    o.validation_groups = v.xc[0];
+    say("* Validation groups read from " + o.validation_groups);
+  }
+  if (store.get_option("print_groups").n >= 0) {
+    o.print_groups = true;
+    if (o.validation_groups.empty())
+      say("Warning: OPTION print_groups without OPTION validation_groups: there are no groups to print");
+    else
+      say("* Statistics of the validation groups printed after the report");
+  }
+  if (store.get_option("plots").n >= 0) {
+    o.plots = true;
+    say("* Plots written as SVG files");
+  }
+  return o;
+}
+
+}  // namespace ventrel::validation
