@@ -203,6 +203,7 @@ std::vector<results_block> group_blocks(const group_phase_input& in) {
         results_block b;
         b.set = static_cast<int>(s) + 1;
         b.group = in.groups.names[static_cast<std::size_t>(g.group)];
+        b.partial_file = o.sol_partial;
         b.trait = t;
         b.n = static_cast<int>(g.rows.size());
         b.h2 = in.h2[at(t)];

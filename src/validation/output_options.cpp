@@ -27,6 +27,18 @@ output_options read_output_options(const parfile::option_store& store) {
     o.plots = true;
     say("* Plots written as SVG files");
   }
+  if (parfile::option_values v = store.get_option("cutoffs"); v.n >= 0) {
+    const std::string where = at_line(store.path(), v.line_no);
+    if (v.n == 0) fatal({"OPTION cutoffs needs the prefixes of the partial solution files, e.g. OPTION cutoffs cut2019 cut2020", where});
+    o.cutoffs.assign(v.xc.begin(), v.xc.begin() + v.n);
+    std::string names;
+    for (const std::string& p : o.cutoffs) {
+      if (!file_exists(p + "_partial") || is_directory(p + "_partial"))
+        fatal({"OPTION cutoffs: the partial solution file " + p + "_partial of cut-off " + p + " does not exist", where});
+      names += " " + p;
+    }
+    say("* Cut-offs compared with the whole evaluation:" + names);
+  }
   return o;
 }
 

@@ -127,7 +127,9 @@ std::string results_json(const results_run& run) {
   const bool with_se = run.se_method != "none";
   for (std::size_t k = 0; k < run.blocks.size(); ++k) {
     const results_block& b = run.blocks[k];
-    j += std::string(k ? "," : "") + "\n    {\"set\": " + num(b.set) + ", \"group\": " + json_string(b.group) +
+    j += std::string(k ? "," : "") + "\n    {\"cutoff\": " + (b.cutoff.empty() ? std::string("null") : json_string(b.cutoff)) +
+         ", \"partial_solutions\": " + json_string(b.partial_file) + ",\n     \"set\": " + num(b.set) +
+         ", \"group\": " + json_string(b.group) +
          ", \"trait\": " + num(b.trait) + ", \"n\": " + num(b.n) + ",\n";
     j += "     \"heritability\": " + json_number(b.h2) +
          ", \"genetic_variance\": " + json_number(b.stats.genetic_variance) +
@@ -138,7 +140,7 @@ std::string results_json(const results_run& run) {
     j += "],\n";
     j += "     \"statistics\": {";
     if (b.computed) {
-      const std::vector<statistic_entry> entries = statistic_entries(b, with_se, run.predictive_ability);
+      const std::vector<statistic_entry> entries = statistic_entries(b, with_se && b.has_se, run.predictive_ability);
       for (std::size_t i = 0; i < entries.size(); ++i) {
         const statistic_entry& e = entries[i];
         j += std::string(i ? "," : "") + "\n       " + json_string(e.name) + ": {\"value\": " + json_number(e.value) +
@@ -154,21 +156,23 @@ std::string results_json(const results_run& run) {
 }
 
 std::string results_csv(const results_run& run) {
-  std::string c = "set,group,trait,n,heritability,genetic_variance,genetic_variance_focal,statistic,value,sd,lower,upper,note\n";
+  std::string c = "cutoff,set,group,trait,n,heritability,genetic_variance,genetic_variance_focal,statistic,value,sd,lower,upper,note\n";
   const bool with_se = run.se_method != "none";
   for (const results_block& b : run.blocks) {
-    const std::string head = num(b.set) + "," + csv_field(b.group) + "," + num(b.trait) + "," + num(b.n) + "," +
+    const std::string head = csv_field(b.cutoff) + "," + num(b.set) + "," + csv_field(b.group) + "," + num(b.trait) + "," + num(b.n) + "," +
                              fmt_full(b.h2) + "," + fmt_full(b.stats.genetic_variance) + "," + fmt_full(b.gvar_focal) +
                              ",";
+    std::string note;
+    for (const std::string& x : b.notes) note += (note.empty() ? "" : "; ") + x;
     if (!b.computed) {
       // fewer than 2 animals: one row without a statistic, the note saying why
-      c += head + ",,,,," + csv_field(b.notes.empty() ? "" : b.notes.front()) + "\n";
+      c += head + ",,,,," + csv_field(note) + "\n";
       continue;
     }
-    for (const statistic_entry& e : statistic_entries(b, with_se, run.predictive_ability)) {
-      const bool has_se = with_se && std::string_view(e.name) != "intercept" && std::string_view(e.name) != "rmsd";
+    for (const statistic_entry& e : statistic_entries(b, with_se && b.has_se, run.predictive_ability)) {
+      const bool has_se = with_se && b.has_se && std::string_view(e.name) != "intercept" && std::string_view(e.name) != "rmsd";
       c += head + e.name + "," + fmt_full(e.value) + "," + csv_number(e.sd, has_se) + "," +
-           csv_number(e.lower, has_se) + "," + csv_number(e.upper, has_se) + ",\n";
+           csv_number(e.lower, has_se) + "," + csv_number(e.upper, has_se) + "," + csv_field(note) + "\n";
     }
   }
   return c;

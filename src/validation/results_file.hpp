@@ -19,6 +19,8 @@ inline constexpr int results_format_version = 1;
 
 // The statistics of one focal set (or one group of its animals) for one trait.
 struct results_block {
+  std::string cutoff;                                   // OPTION cutoffs prefix; "" = the run's own
+  std::string partial_file;                             // its partial solution file
   int set = 1;                                          // focal set, from 1
   std::string group = "all";                            // "all" = every animal of the set
   int trait = 1;                                        // from 1
@@ -26,6 +28,7 @@ struct results_block {
   double h2 = statistics::not_computed;                 // heritability of the trait
   double gvar_focal = statistics::not_computed;         // genetic variance of the block's animals
   bool computed = false;                                // false: fewer than 2 animals, no statistics
+  bool has_se = true;                                   // false: no standard errors for this block
   trait_report stats;                                   // point values, variances and limits
   double intercept = statistics::not_computed;          // of the regression of whole on partial
   double rmsd = statistics::not_computed;               // sqrt(mean((whole - partial)^2))

@@ -23,6 +23,7 @@
 #include "pedigree/pedigree_phase.hpp"
 #include "statistics/lr_statistics.hpp"
 #include "validation/focal_variance.hpp"
+#include "validation/cutoffs.hpp"
 #include "validation/groups.hpp"
 #include "validation/heritability.hpp"
 #include "validation/options.hpp"
@@ -138,8 +139,9 @@ int run_phases(const command_line& cmd) {
     run_se_phase(in, results);
   }
 
-  // Statistics of the validation groups.
+  // Statistics of the validation groups and of further cut-offs.
   std::vector<results_block> by_group = group_blocks({m, opt, gen, sets, ped, gvar, h2, gvar_focal, groups});
+  std::vector<results_block> by_cutoff = cutoff_blocks({m, opt, gvar, h2, gvar_focal}, outputs.cutoffs);
 
   // 8. The report (and the groups' blocks when asked for), 9. the log, the focal animals'
   // solutions, the results files and the plots.
@@ -153,6 +155,7 @@ int run_phases(const command_line& cmd) {
   }
   results_run described = describe_run({pf, opt, gen, sets, h2, gvar_focal, results});
   add_groups(described, groups, std::move(by_group));
+  add_cutoffs(described, outputs.cutoffs, std::move(by_cutoff));
   write_sol_valids(sets, m.ntrait);
   write_results_files(described);
   if (outputs.plots) write_plots({pf, opt, gen, sets, h2, gvar_focal, results}, described, groups);

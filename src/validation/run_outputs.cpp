@@ -81,6 +81,7 @@ results_run describe_run(const outputs_input& in) {
     const focal_set& set = in.sets[s];
     for (int t : set.traits) {
       results_block b;
+      b.partial_file = in.options.sol_partial;
       b.set = static_cast<int>(s) + 1;
       b.trait = t;
       b.n = set.n;
@@ -93,6 +94,11 @@ results_run describe_run(const outputs_input& in) {
     }
   }
   return run;
+}
+
+void add_cutoffs(results_run& run, const std::vector<std::string>& prefixes, std::vector<results_block> blocks) {
+  for (const std::string& prefix : prefixes) run.input_files.emplace_back("cutoff_partial", prefix + "_partial");
+  for (results_block& b : blocks) run.blocks.push_back(std::move(b));
 }
 
 void add_groups(results_run& run, const validation_groups& groups, std::vector<results_block> blocks) {
@@ -109,7 +115,7 @@ void write_plots(const outputs_input& in, const results_run& run, const validati
     for (int t : set.traits) {
       std::vector<const results_block*> blocks;
       for (const results_block& b : run.blocks)
-        if (b.set == static_cast<int>(s) + 1 && b.trait == t) blocks.push_back(&b);
+        if (b.cutoff.empty() && b.set == static_cast<int>(s) + 1 && b.trait == t) blocks.push_back(&b);
       if (blocks.empty()) continue;
       const results_block& all = *blocks.front();
       scatter_data d;

@@ -32,6 +32,9 @@ results_run describe_run(const outputs_input& in);
 // Adds the groups' file (as an input file) and their blocks, after those of the whole sets.
 void add_groups(results_run& run, const validation_groups& groups, std::vector<results_block> blocks);
 
+// Adds the cut-offs' partial files (as input files) and their blocks, after all others.
+void add_cutoffs(results_run& run, const std::vector<std::string>& prefixes, std::vector<results_block> blocks);
+
 // OPTION plots: per trait "ventrel_plot_trait_<t>.svg" (whole against partial, coloured by
 // group) and "ventrel_groups_trait_<t>.svg" (the statistics of every block of the trait), each
 // written atomically.

@@ -28,6 +28,7 @@ RUNS = {
     "two_traits_boot_pred": {"method": "boot", "replicates": 500},
     "two_traits_two_files_exact": {"method": "exact"},
     "two_traits_exact_hinverse": {"method": "exact", "relationships": "inverse relationship matrix"},
+    "cutoffs_boot": {"method": "boot"},
 }
 failures = []
 
@@ -114,7 +115,7 @@ def check_run(name, want, ventrel, fixture, work, banner_version):
 
     with_se = js["standard_errors"]["method"] != "none"
     console = console_blocks(stdout)
-    blocks = {(b["trait"], b["group"]): b for b in js["results"]}
+    blocks = {(b["trait"], b["group"]): b for b in js["results"] if b["cutoff"] is None}
     report_keys = {k for k in console if k[1] == "all"}
     if report_keys != {k for k in blocks if k[1] == "all"}:
         fail(name, f"blocks of the report {sorted(report_keys)} and of the JSON file {sorted(blocks)} differ")
@@ -127,7 +128,8 @@ def check_run(name, want, ventrel, fixture, work, banner_version):
             s = b["statistics"][stat]
             got = [printed(s["value"])] + ([printed(s[k]) for k in ("sd", "lower", "upper")] if with_se else [])
             # null in JSON stands for a non-finite figure: the CSV spells it out.
-            csv_row = next(r for r in rows if int(r["trait"]) == key[0] and r["group"] == key[1] and r["statistic"] == stat)
+            csv_row = next(r for r in rows if r["cutoff"] == "" and int(r["trait"]) == key[0] and r["group"] == key[1]
+                           and r["statistic"] == stat)
             csv_got = [printed(csv_value(csv_row[k])) for k in ("value", "sd", "lower", "upper")][:len(fields)]
             for i, g in enumerate(got):
                 if g is None:
@@ -141,7 +143,7 @@ def check_run(name, want, ventrel, fixture, work, banner_version):
     for b in js["results"]:
         for stat, s in b["statistics"].items():
             n_stats += 1
-            row = [r for r in rows if int(r["set"]) == b["set"] and r["group"] == b["group"]
+            row = [r for r in rows if r["cutoff"] == (b["cutoff"] or "") and int(r["set"]) == b["set"] and r["group"] == b["group"]
                    and int(r["trait"]) == b["trait"] and r["statistic"] == stat]
             if len(row) != 1:
                 fail(name, f"{len(row)} CSV rows for set {b['set']} group {b['group']} trait {b['trait']} {stat}")
@@ -157,7 +159,8 @@ def check_run(name, want, ventrel, fixture, work, banner_version):
                 elif c != s[k]:
                     fail(name, f"{stat} {k}: {s[k]!r} in JSON, {r[k]} in CSV")
         for k in ("heritability", "genetic_variance_focal"):
-            r0 = next(r for r in rows if int(r["set"]) == b["set"] and r["group"] == b["group"] and int(r["trait"]) == b["trait"])
+            r0 = next(r for r in rows if r["cutoff"] == (b["cutoff"] or "") and int(r["set"]) == b["set"]
+                      and r["group"] == b["group"] and int(r["trait"]) == b["trait"])
             if b[k] is not None and float(r0[k]) != b[k]:
                 fail(name, f"{k} differs between JSON and CSV")
     computed_rows = [r for r in rows if r["statistic"] != ""]
@@ -170,11 +173,12 @@ def check_run(name, want, ventrel, fixture, work, banner_version):
                 fail(name, f"heritability of trait {b['trait']}")
     for m in re.finditer(r" Genetic variance for the focal animals for trait +(\d+): +(\S+)", stdout):
         for b in js["results"]:
-            if b["trait"] == int(m.group(1)) and b["group"] == "all" and printed(b["genetic_variance_focal"]) != m.group(2):
+            if b["trait"] == int(m.group(1)) and b["group"] == "all" and b["cutoff"] is None and printed(b["genetic_variance_focal"]) != m.group(2):
                 fail(name, f"genetic variance of the focal animals of trait {b['trait']}")
     # The derived figures from the focal animals' solutions (sol_valids, E16.8).
     check_derived(name, work, js)
     check_groups(name, work, js, rows)
+    check_cutoffs(name, work, js)
     if re.search(r"(?im)^OPTION\s+plots\b", open(os.path.join(work, "parameters.txt")).read()):
         check_plots(name, work, js)
     return js, rows
@@ -205,6 +209,7 @@ def check_groups(name, work, js, rows):
         fail(name, "validation_groups_file")
     group_of = {int(l.split()[0]): l.split()[1] for l in open(os.path.join(work, gfile)) if l.split()}
     sol = solutions(work)
+    js = dict(js, results=[b for b in js["results"] if b["cutoff"] is None])
     all_blocks = {(b["set"], b["trait"]): b for b in js["results"] if b["group"] == "all"}
     names = list(dict.fromkeys(group_of.values()))
     for (s, t), whole_set in all_blocks.items():
@@ -247,12 +252,50 @@ def check_groups(name, work, js, rows):
                             fail(name, f"group of everyone, trait {t} {stat} {k}: {c}, whole set {a}")
 
 
+def check_cutoffs(name, work, js):
+    """Each cut-off's statistics recomputed from the whole solutions (sol_valids) and its own
+    partial solution file."""
+    m = re.search(r"(?im)^OPTION\s+cutoffs\s+(.*)$", open(os.path.join(work, "parameters.txt")).read())
+    prefixes = m.group(1).split() if m else []
+    got = sorted({b["cutoff"] for b in js["results"] if b["cutoff"] is not None})
+    if got != sorted(prefixes):
+        fail(name, f"cut-off blocks {got}, expected {prefixes}")
+    sol = solutions(work)
+    effect = js["validation_effect"]
+    for prefix in prefixes:
+        partial = {}
+        for line in open(os.path.join(work, prefix + "_partial")).read().splitlines()[1:]:
+            f = line.split()
+            if len(f) >= 4 and int(f[1]) == effect:
+                partial[(int(f[0]), int(f[2]))] = float(f[3])
+        for b in (x for x in js["results"] if x["cutoff"] == prefix):
+            if b["partial_solutions"] != prefix + "_partial":
+                fail(name, f"cut-off {prefix}: partial_solutions {b['partial_solutions']}")
+            t = b["trait"]
+            levels = [lv for (s, lv) in sol if s == b["set"]]
+            w = [sol[(b["set"], lv)][0][t - 1] for lv in levels]
+            p = [partial[(t, lv)] for lv in levels]
+            n = len(w)
+            mw, mp = sum(w) / n, sum(p) / n
+            spp = sum((x - mp) ** 2 for x in p)
+            sww = sum((x - mw) ** 2 for x in w)
+            spw = sum((x - mp) * (y - mw) for x, y in zip(p, w))
+            want = {"bias": mp - mw, "rmsd": math.sqrt(sum((x - y) ** 2 for x, y in zip(w, p)) / n)}
+            if spp > 0 and sww > 0:
+                want.update(dispersion=spw / spp, ratio_acc=spw / math.sqrt(spp * sww))
+            for stat, v in want.items():
+                g = b["statistics"][stat]["value"]
+                if abs(g - v) > 1e-6 * max(1.0, abs(v)):
+                    fail(name, f"cut-off {prefix} trait {t} {stat}: {g}, recomputed {v}")
+
+
 def check_plots(name, work, js):
     sol = solutions(work)
     gfile = option_value(work, "validation_groups")
     names = []
     if gfile:
         names = list(dict.fromkeys(l.split()[1] for l in open(os.path.join(work, gfile)) if l.split()))
+    js = dict(js, results=[b for b in js["results"] if b["cutoff"] is None])
     for whole_set in (b for b in js["results"] if b["group"] == "all"):
         t = whole_set["trait"]
         root = ET.parse(os.path.join(work, f"ventrel_plot_trait_{t}.svg")).getroot()
@@ -308,7 +351,7 @@ def check_plots(name, work, js):
 def check_derived(name, work, js):
     lines = open(os.path.join(work, "sol_valids")).read().splitlines()[1:]
     for b in js["results"]:
-        if b["group"] != "all":
+        if b["group"] != "all" or b["cutoff"] is not None:
             continue
         w, p = [], []
         for line in lines:

@@ -88,6 +88,7 @@ TEST(results_file, json_has_full_precision_null_for_non_finite_and_escaped_text)
   EXPECT_NE(j.find("\"dispersion\": {\"value\": null, \"sd\": null"), std::string::npos) << j;
   EXPECT_NE(j.find("\"replicates\": 500"), std::string::npos) << j;
   EXPECT_NE(j.find("\"group\": \"males\", \"trait\": 1, \"n\": 1"), std::string::npos) << j;
+  EXPECT_NE(j.find("{\"cutoff\": null, \"partial_solutions\": \"\","), std::string::npos) << j;
   EXPECT_NE(j.find("\"computed\": false,\n     \"notes\": [\"fewer than 2 animals\"],\n     \"statistics\": {}}"),
             std::string::npos)
       << j;
@@ -110,10 +111,10 @@ TEST(results_file, csv_rows_spell_non_finite_figures_and_leave_missing_ones_empt
   run.blocks.push_back(few);
   const std::string c = results_csv(run);
   EXPECT_EQ(c.substr(0, c.find('\n')),
-            "set,group,trait,n,heritability,genetic_variance,genetic_variance_focal,statistic,value,sd,lower,upper,note");
-  EXPECT_NE(c.find("\n1,all,1,3,0.33333333333333331,4,1.25,bias,0.10000000000000001,,,,\n"), std::string::npos) << c;
-  EXPECT_NE(c.find("\n1,all,1,3,0.33333333333333331,4,1.25,dispersion,-Inf,,,,\n"), std::string::npos) << c;
-  EXPECT_NE(c.find("\n1,\"a,b\",1,0,0.5,1,1,,,,,,fewer than 2 animals\n"), std::string::npos) << c;
+            "cutoff,set,group,trait,n,heritability,genetic_variance,genetic_variance_focal,statistic,value,sd,lower,upper,note");
+  EXPECT_NE(c.find("\n,1,all,1,3,0.33333333333333331,4,1.25,bias,0.10000000000000001,,,,\n"), std::string::npos) << c;
+  EXPECT_NE(c.find("\n,1,all,1,3,0.33333333333333331,4,1.25,dispersion,-Inf,,,,\n"), std::string::npos) << c;
+  EXPECT_NE(c.find("\n,1,\"a,b\",1,0,0.5,1,1,,,,,,fewer than 2 animals\n"), std::string::npos) << c;
   EXPECT_EQ(std::count(c.begin(), c.end(), '\n'), 1 + 8 + 1);
 }
 
