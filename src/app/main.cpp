@@ -58,5 +58,11 @@ int main(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     std::printf("Out of memory\n");
     return 1;
+  } catch (const std::exception& e) {
+    // Any other exception of the standard library (a length error, a system error of the
+    // thread runtime) ends the run like a fatal stop: a message and status 1, not an abort.
+    std::printf("The run stopped on an unexpected error: %s\n", e.what());
+    std::printf("Please report it together with the input files\n");
+    return 1;
   }
 }

@@ -10,7 +10,7 @@
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
 #include "sparse/convert_hash_ija.hpp"
-#include "sparse/morlo90.hpp"
+#include "sparse/inverse_in_pattern.hpp"
 
 namespace ventrel::genomic {
 
@@ -89,19 +89,7 @@ std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::st
 
 std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
                                                             const inverse_settings& settings, const std::string& what) {
-  sparse::morlo90_settings ms;
-  ms.msg_level = settings.msg_level;
-  sparse::morlo90 solver(ms);
-  if (settings.threads > 0) solver.set_num_threads_kelp(settings.threads);
-  try {
-    solver("factorization", m);
-    solver("inverse", m);
-  } catch (const fatal_error& e) {
-    // The solver's own lines, then which matrix it was working on.
-    std::vector<std::string> lines = e.lines();
-    lines.push_back("while inverting " + what);
-    fatal(std::move(lines));
-  }
+  sparse::invert_in_pattern(m, {settings.threads, settings.msg_level, "while inverting " + what});
 
   std::vector<linalg::dense_matrix> out;
   for (const auto& s : sets) {

@@ -36,9 +36,14 @@ void cholmod_session::check(std::string_view call) {
   const int status = cc_.status;
   if (status < CHOLMOD_OK || status == CHOLMOD_NOT_POSDEF) {
     cc_.status = CHOLMOD_OK;
-    fatal({"MORLO90 (KELP): An error occurred.",
-           std::string(call) + ": CHOLMOD status " + num(status) + " (" + status_text(status) + ")"});
+    stop({"MORLO90 (KELP): An error occurred.",
+          std::string(call) + ": CHOLMOD status " + num(status) + " (" + status_text(status) + ")"});
   }
+}
+
+void cholmod_session::stop(std::vector<std::string> lines) const {
+  if (!context_.empty()) lines.push_back(context_);
+  fatal(std::move(lines));
 }
 
 void cholmod_session::free_factor(cholmod_factor*& l) {

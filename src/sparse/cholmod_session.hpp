@@ -4,7 +4,9 @@
 
 #include <cholmod.h>
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ventrel::sparse {
 
@@ -20,6 +22,10 @@ class cholmod_session {
   // After every CHOLMOD call: an error status (or a matrix found not positive definite)
   // stops with "MORLO90 (KELP): An error occurred." and a line naming the call and the status.
   void check(std::string_view call);
+  // Stops with lines, then the context line when one is set.
+  [[noreturn]] void stop(std::vector<std::string> lines) const;
+  // A last line for every stop (which matrix is being factorised); empty: none.
+  void set_context(std::string line) { context_ = std::move(line); }
   // The same for calls that return a pointer: a null result is an error even without status.
   template <class T>
   T* check(T* result, std::string_view call) {
@@ -33,6 +39,7 @@ class cholmod_session {
 
  private:
   cholmod_common cc_;
+  std::string context_;
 };
 
 }  // namespace ventrel::sparse

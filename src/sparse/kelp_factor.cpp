@@ -73,7 +73,7 @@ void kelp_factor::analyze(const upper_csr& a) {
   for (std::int64_t j = 0; j < static_cast<std::int64_t>(l_->nsuper); ++j) {
     supernode sn = supernode_of(l_, j);
     for (std::int64_t r = 1; r < sn.nsrow; ++r)
-      if (sn.rows[r] <= sn.rows[r - 1]) fatal("ERROR: snode is not sorted and/or has duplicate data.");
+      if (sn.rows[r] <= sn.rows[r - 1]) s_.stop({"ERROR: snode is not sorted and/or has duplicate data."});
   }
 }
 

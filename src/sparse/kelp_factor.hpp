@@ -43,7 +43,8 @@ struct cholmod_view {
 
 class kelp_factor {
  public:
-  kelp_factor() = default;
+  // context: a last line for every stop (which matrix it is); empty: none.
+  explicit kelp_factor(std::string context = {}) { s_.set_context(std::move(context)); }
   ~kelp_factor();
   kelp_factor(const kelp_factor&) = delete;
   kelp_factor& operator=(const kelp_factor&) = delete;

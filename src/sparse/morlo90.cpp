@@ -64,6 +64,13 @@ void say_time(int msg_level, const char* label, double seconds) {
 morlo90::morlo90(morlo90_settings settings) : settings_(settings) {}
 morlo90::~morlo90() = default;
 
+void morlo90::stop(std::vector<std::string> lines) const {
+  if (!settings_.context.empty()) lines.push_back(settings_.context);
+  fatal(std::move(lines));
+}
+void morlo90::stop(std::string line) const { stop(std::vector<std::string>{std::move(line)}); }
+void morlo90::stop(std::initializer_list<std::string> lines) const { stop(std::vector<std::string>(lines)); }
+
 void morlo90::set_num_threads_kelp(int k) { num_threads_kelp_ = std::max(k, 1); }
 
 int morlo90::kelp_threads() {
@@ -87,7 +94,7 @@ void morlo90::operator()(std::string_view task_word, ija_matrix& m, const morlo9
 
 void morlo90::morlo90_ia8(std::string_view task_word, ija8_matrix& m, const morlo90_args& args) {
   if (settings_.engine == morlo_engine::morlo)
-    fatal("MORLO90_IA8: IJA8 is supported only in KELP. Switch from MORLO to KELP.");
+    stop("MORLO90_IA8: IJA8 is supported only in KELP. Switch from MORLO to KELP.");
   entry e(m, true);
   run(task_word, e, args);
 }
@@ -96,11 +103,11 @@ void morlo90::run(std::string_view word, entry& e, const morlo90_args& args) {
   const task t = recognise(word);
   const std::string head = e.name + ":";
   auto need_vectors = [&] {
-    if (args.sol.empty() || args.rs.empty()) fatal(head + " optional parameter SOL or RS missing");
+    if (args.sol.empty() || args.rs.empty()) stop(head + " optional parameter SOL or RS missing");
   };
   switch (t) {
     case task::unknown:
-      fatal(e.name + " operation " + std::string(word) + " unknown");
+      stop(e.name + " operation " + std::string(word) + " unknown");
     case task::reset:
       reset();
       return;
@@ -145,8 +152,8 @@ void morlo90::run(std::string_view word, entry& e, const morlo90_args& args) {
       product(e, word, t == task::m_fact ? 0 : t == task::inv_fact_n ? 1 : 2, args);
       return;
     case task::x_inv_fact_n:
-      if (args.msol8.empty() || args.mrs8.empty()) fatal(head + " optional parameter MSOL8 or MRS8 missing");
-      if (args.nrhs <= 0) fatal(head + " nrhs missing");
+      if (args.msol8.empty() || args.mrs8.empty()) stop(head + " optional parameter MSOL8 or MRS8 missing");
+      if (args.nrhs <= 0) stop(head + " nrhs missing");
       check_matrix(e);
       require(morlo_step::numeric);
       product(e, word, 3, args);
@@ -157,31 +164,31 @@ void morlo90::run(std::string_view word, entry& e, const morlo90_args& args) {
       inverse(e);
       return;
     case task::ldet:
-      if (!args.det) fatal(head + " optional parameter DET missing");
+      if (!args.det) stop(head + " optional parameter DET missing");
       check_matrix(e);
       require(morlo_step::numeric);
       *args.det = logdet();
       return;
     case task::export_perm:
-      if (!args.perm) fatal(head + " optional parameter PERM missing");
+      if (!args.perm) stop(head + " optional parameter PERM missing");
       check_matrix(e);
       require(morlo_step::ordered);
       export_perm(e, args);
       return;
     case task::import_perm:
-      if (!args.perm) fatal(head + " optional parameter PERM missing");
+      if (!args.perm) stop(head + " optional parameter PERM missing");
       check_matrix(e);
       import_perm(e, args);
       return;
     case task::export_fact:
       if (!args.factija)
-        fatal(e.ia8 ? head + " optional parameter factija missing" : head + " optional parameter factija");
+        stop(e.ia8 ? head + " optional parameter factija missing" : head + " optional parameter factija");
       check_matrix(e);
       require(morlo_step::numeric);
       export_fact(e, args);
       return;
     case task::savem:
-      if (step_ < morlo_step::ordered) fatal("MORLO90: no intermediate results");
+      if (step_ < morlo_step::ordered) stop("MORLO90: no intermediate results");
       check_matrix(e);
       save_ordering(e);
       return;
@@ -190,7 +197,7 @@ void morlo90::run(std::string_view word, entry& e, const morlo90_args& args) {
       load_ordering(e);
       return;
     case task::savef:
-      if (step_ < morlo_step::numeric) fatal("MORLO90: no intermediate results");
+      if (step_ < morlo_step::numeric) stop("MORLO90: no intermediate results");
       check_matrix(e);
       save_factor(e);
       return;
@@ -204,25 +211,25 @@ void morlo90::run(std::string_view word, entry& e, const morlo90_args& args) {
 // The matrix given must be a proper upper-triangular IJA matrix, and once a matrix has been
 // ordered, the same one (its order and number of elements).
 void morlo90::check_matrix(const entry& e) const {
-  if (e.view.n < 1) fatal("ERR_PARAM: n<1");
+  if (e.view.n < 1) stop("ERR_PARAM: n<1");
   if (!e.consistent || (step_ >= morlo_step::ordered && (e.view.n != neq_ || e.view.nnz != nnz_)))
-    fatal("ERR_PARAM: n/=neq.or.nnz/=ia(n+1)-1");
-  if (!well_formed(e.view)) fatal("INPUT ERROR: illegal format of input matrix (ia, ja, a).");
+    stop("ERR_PARAM: n/=neq.or.nnz/=ia(n+1)-1");
+  if (!well_formed(e.view)) stop("INPUT ERROR: illegal format of input matrix (ia, ja, a).");
 }
 
 void morlo90::require(morlo_step needed) const {
-  if (step_ < morlo_step::ordered) fatal("ERR_STEP: status<STAT_ORD");
-  if (needed == morlo_step::symbolic && step_ < morlo_step::symbolic) fatal("ERR_STEP: status<STAT_SYM");
-  if (needed == morlo_step::numeric && step_ < morlo_step::numeric) fatal("ERR_STEP: status<STAT_NUM");
+  if (step_ < morlo_step::ordered) stop("ERR_STEP: status<STAT_ORD");
+  if (needed == morlo_step::symbolic && step_ < morlo_step::symbolic) stop("ERR_STEP: status<STAT_SYM");
+  if (needed == morlo_step::numeric && step_ < morlo_step::numeric) stop("ERR_STEP: status<STAT_NUM");
 }
 
 void morlo90::ordering(entry& e) {
-  if (step_ >= morlo_step::ordered) fatal("ERR_STEP: status>STAT_ORD");
+  if (step_ >= morlo_step::ordered) stop("ERR_STEP: status>STAT_ORD");
   const double t0 = omp_get_wtime();
   if (simplicial()) {
     set_permutation(ldl_, amd_permutation(e.view));
   } else {
-    if (!kelp_) kelp_ = std::make_unique<kelp_factor>();
+    if (!kelp_) kelp_ = std::make_unique<kelp_factor>(settings_.context);
     kelp_->order(e.view, settings_.ordering);
   }
   neq_ = e.view.n;
@@ -237,7 +244,7 @@ void morlo90::symbolic(entry& e) {
     ldl_symbolic(e.view, ldl_);
     const std::int64_t need = ldl_.lp.back() + ldl_.n;
     if (settings_.morlo_max_memory > 0 && need > settings_.morlo_max_memory)
-      fatal({"MORLO90: memory needed: " + num(need),
+      stop({"MORLO90: memory needed: " + num(need),
              "         maxmimum memory allowed: " + num(settings_.morlo_max_memory)});
     if (need > morlo_storage_) {
       if (settings_.msg_level > 0 && morlo_storage_ > 0)
@@ -249,7 +256,7 @@ void morlo90::symbolic(entry& e) {
     if (settings_.msg_level > 0) say("* find_maximal_supernode ns= " + num(kelp_->supernodes()));
     const std::int64_t lnz = kelp_->factor_nnz();
     if (!e.ia8 && lnz >= (std::int64_t{1} << 31))
-      fatal({"MORLO90 (KELP): Too many non-zero elements in the Cholesky factor.",
+      stop({"MORLO90 (KELP): Too many non-zero elements in the Cholesky factor.",
              "The index for work vector exceeds the limit of 2**31.",
              "Non-zeros in the factor:      " + num(lnz)});
   }
@@ -265,7 +272,7 @@ void morlo90::numeric(entry& e) {
     loaded_from_file_ = false;
     if (simplicial()) set_permutation(ldl_, perm);
     else {
-      if (!kelp_) kelp_ = std::make_unique<kelp_factor>();
+      if (!kelp_) kelp_ = std::make_unique<kelp_factor>(settings_.context);
       kelp_->set_permutation(perm);
     }
     symbolic(e);
@@ -331,7 +338,7 @@ double max_abs(const std::vector<double>& v) {
 // that a backward-stable solve meets by many orders of magnitude.
 void morlo90::solve(entry& e, const morlo90_args& args) {
   const std::size_t n = static_cast<std::size_t>(e.view.n);
-  if (args.rs.size() != n || args.sol.size() != n) fatal(e.name + ": SOL or RS does not have n elements");
+  if (args.rs.size() != n || args.sol.size() != n) stop(e.name + ": SOL or RS does not have n elements");
   std::vector<double> b(args.rs.begin(), args.rs.end()), x = b;
   if (simplicial()) ldl_solve(ldl_, x);
   else kelp_->solve(x);
@@ -342,7 +349,7 @@ void morlo90::solve(entry& e, const morlo90_args& args) {
   for (std::size_t i = 0; i < n; ++i) deviation = std::max(deviation, std::fabs(ax[i] - b[i]));
   const double allowed = 1e-6 * (max_abs(b) + norm_a * max_abs(x));
   if (!(deviation <= allowed))
-    fatal({"ERROR in CHECKB: not accurate solution", "observed deviation = " + num(deviation),
+    stop({"ERROR in CHECKB: not accurate solution", "observed deviation = " + num(deviation),
            "maximum allowed    = " + num(allowed)});
   std::copy(x.begin(), x.end(), args.sol.begin());
 }
@@ -358,7 +365,7 @@ void morlo90::product(entry& e, std::string_view, int kind, const morlo90_args& 
   if (kind == 3) {
     const std::size_t cols = static_cast<std::size_t>(args.nrhs);
     if (args.mrs8.size() < n * cols || args.msol8.size() < n * cols)
-      fatal(e.name + ": MSOL8 or MRS8 smaller than n x nrhs");
+      stop(e.name + ": MSOL8 or MRS8 smaller than n x nrhs");
     std::vector<double> v(n);
     for (std::size_t c = 0; c < cols; ++c) {
       std::copy_n(args.mrs8.begin() + static_cast<std::ptrdiff_t>(c * n), n, v.begin());
@@ -367,7 +374,7 @@ void morlo90::product(entry& e, std::string_view, int kind, const morlo90_args& 
     }
     return;
   }
-  if (args.rs.size() != n || args.sol.size() != n) fatal(e.name + ": SOL or RS does not have n elements");
+  if (args.rs.size() != n || args.sol.size() != n) stop(e.name + ": SOL or RS does not have n elements");
   std::vector<double> v(args.rs.begin(), args.rs.end());
   apply(kind == 0 ? factor_product::multiply
                   : kind == 1 ? factor_product::inverse : factor_product::inverse_transposed,
@@ -382,7 +389,7 @@ void morlo90::inverse(entry& e) {
     scatter_inverse(ldl_, z, e.view);
   } else {
     const int threads = kelp_threads();
-    supernodal_inverse z = takahashi_supernodal(kelp_->factor(), threads);
+    supernodal_inverse z = takahashi_supernodal(kelp_->factor(), threads, settings_.context);
     scatter_inverse(kelp_->factor(), z, e.view);
   }
   say_time(settings_.msg_level, "inversion time=", omp_get_wtime() - t0);
@@ -403,17 +410,17 @@ void morlo90::export_perm(const entry&, const morlo90_args& args) const {
 }
 
 void morlo90::import_perm(entry& e, const morlo90_args& args) {
-  if (step_ >= morlo_step::ordered) fatal("ERR_STEP: status>STAT_ORD");
+  if (step_ >= morlo_step::ordered) stop("ERR_STEP: status>STAT_ORD");
   const std::vector<int>& given = *args.perm;
   std::vector<std::int64_t> p(given.size());
   for (std::size_t k = 0; k < given.size(); ++k) p[k] = static_cast<std::int64_t>(given[k]) - 1;
   simplicial_factor check;
   if (static_cast<int>(p.size()) != e.view.n || !set_permutation(check, p))
-    fatal(e.name + ": PERM is not a permutation of 1.." + num(e.view.n));
+    stop(e.name + ": PERM is not a permutation of 1.." + num(e.view.n));
   if (simplicial()) {
     ldl_ = std::move(check);
   } else {
-    if (!kelp_) kelp_ = std::make_unique<kelp_factor>();
+    if (!kelp_) kelp_ = std::make_unique<kelp_factor>(settings_.context);
     kelp_->set_permutation(std::move(p));
   }
   neq_ = e.view.n;

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <string>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -27,6 +29,8 @@ struct morlo90_settings {
   kelp_ordering ordering = kelp_ordering::amd;  // KELP: AMD (default) or METIS nested dissection
   int msg_level = 0;                            // above 0: step names, sizes and times
   std::int64_t morlo_max_memory = 0;            // MORLO: most reals the factor may take, 0: any
+  std::string context;                          // KELP: a last line for every stop (which matrix
+                                                // it is); empty: none
 };
 
 // Optional arguments of a task; an absent one is empty or null.
@@ -84,6 +88,10 @@ class morlo90 {
  private:
   struct entry;  // which entry is running: its name in messages, the matrix view
   void run(std::string_view task, entry& e, const morlo90_args& args);
+  // A stop, followed by the context line of the settings when there is one.
+  [[noreturn]] void stop(std::vector<std::string> lines) const;
+  [[noreturn]] void stop(std::string line) const;
+  [[noreturn]] void stop(std::initializer_list<std::string> lines) const;
   void check_matrix(const entry& e) const;
   void require(morlo_step needed) const;
   void ordering(entry& e);

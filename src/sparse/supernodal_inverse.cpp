@@ -273,7 +273,7 @@ schedule plan(const sweep& sw, int threads) {
 
 }  // namespace
 
-supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
+supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads, std::string_view context) {
   supernodal_inverse inv;
   inv.z.assign(l->xsize, 0.0);
   sweep sw(l, inv.z);
@@ -314,9 +314,12 @@ supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads) {
     }
   }
   shown.finish();
-  if (sw.failed())
-    fatal(std::vector<std::string>{"MORLO90 (KELP): An error occurred.",
-                                   "sparse inverse: the supernodal factor is not usable"});
+  if (sw.failed()) {
+    std::vector<std::string> lines = {"MORLO90 (KELP): An error occurred.",
+                                      "sparse inverse: the supernodal factor is not usable"};
+    if (!context.empty()) lines.emplace_back(context);
+    fatal(std::move(lines));
+  }
   return inv;
 }
 

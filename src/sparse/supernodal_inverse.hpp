@@ -5,6 +5,7 @@
 #include <cholmod.h>
 
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "sparse/upper_csr.hpp"
@@ -28,7 +29,8 @@ struct supernodal_inverse {
 // the filled graph). Supernodes at the top of the tree run one by one with the run's BLAS
 // threads; the independent subtrees below them run on `threads` OpenMP threads, BLAS serial. Cost about
 // twice the factorisation's; memory the size of the factor plus panel-sized workspaces.
-supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads);
+// context: a last line for its stop (which matrix it is); empty: none.
+supernodal_inverse takahashi_supernodal(const cholmod_factor* l, int threads, std::string_view context = {});
 
 // Writes the element of A^{-1} at every stored position of a over a.a.
 void scatter_inverse(const cholmod_factor* l, const supernodal_inverse& z, upper_csr& a);

@@ -5,8 +5,8 @@
 
 namespace ventrel::validation {
 
-// Runs every phase in order; returns the exit status (0). Faults throw fatal_error; any other
-// standard exception but std::bad_alloc is turned into one, so that no input ends in an abort.
+// Runs every phase in order; returns the exit status (0). Faults throw fatal_error, which main
+// alone turns into the message and the exit status.
 int run(const command_line& cmd);
 
 }  // namespace ventrel::validation
