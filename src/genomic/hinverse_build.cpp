@@ -19,14 +19,10 @@ void add_pedigree_inverse(sparse::sparse_hashm& hashm, int nlev, std::int32_t n,
     std::array<std::pair<std::int32_t, double>, 3> t{};
     int k = 0;
     t[static_cast<std::size_t>(k++)] = {i, 1.0};
-    double c = 2.0;
-    for (std::int32_t par : {p.sire, p.dam}) {
-      if (par >= 1 && par <= n)
-        t[static_cast<std::size_t>(k++)] = {par, -0.5};
-      else
-        c += 1.0;
-    }
-    const double d = 0.25 * (c - inb[static_cast<std::size_t>(p.sire)] - inb[static_cast<std::size_t>(p.dam)]);
+    for (std::int32_t par : {p.sire, p.dam})
+      if (par >= 1 && par <= n) t[static_cast<std::size_t>(k++)] = {par, -0.5};
+    const double d = pedigree::mendelian_variance(pedigree::parent_self_relationship(p.sire, n, inb),
+                                                  pedigree::parent_self_relationship(p.dam, n, inb));
     if (!(d > 0.0))
       fatal({"Animal " + num(i) + " has a Mendelian sampling variance of " + num(d) +
                  ": the inbreeding coefficients of its parents are not valid",

@@ -34,13 +34,17 @@ std::string weight(double w) { return fmt_f(w, 12, 6); }
 
 }  // namespace
 
+void check_single_step_pedigree(bool metafounders) {
+  if (metafounders)
+    fatal({"H from genotypes (OPTION SNP_file) is not available with metafounders",
+           "Give the inverse relationship matrix with OPTION readHInverse"});
+}
+
 std::vector<linalg::dense_matrix> single_step_focal_relationships(const single_step_settings& s,
                                                                   const pedigree::pedigree_phase_result& ped, int nlev,
                                                                   const std::vector<std::vector<int>>& sets, int nthreads,
                                                                   const inverse_settings& sparse) {
-  if (ped.groups().metafounders())
-    fatal({"H from genotypes (OPTION SNP_file) is not available with metafounders",
-           "Give the inverse relationship matrix with OPTION readHInverse"});
+  check_single_step_pedigree(ped.groups().metafounders());
   const genotype_table g = read_genotypes(s.snp_file);
   say("* Genotypes read from " + s.snp_file + ": " + num(g.animals) + " animals, " + num(g.markers) + " markers");
   const std::string xref = s.xref_file.empty() ? s.snp_file + ".xref" : s.xref_file;

@@ -32,6 +32,10 @@ struct single_step_settings {
   h_focal_way way = h_focal_way::closed_form;  // OPTION H_focal closed / inverse
 };
 
+// Stops when H cannot be built from the genotypes for this pedigree (it has metafounders); the
+// run calls it before the pedigree phase, so that the fault is told at once.
+void check_single_step_pedigree(bool metafounders);
+
 // A_focal (H among the focal animals) of every focal set: sets hold levels of the animal effect
 // (order nlev), which are the animals' numbers in the pedigree. Prints what it reads, the
 // quality-control counts, the tuning, the blending, the weight line ("wGimA22i" and the weight,

@@ -23,16 +23,11 @@ void nrm_times_vector(std::int32_t n, const pedigree_table& ped_sorted, std::spa
   }
   for (std::size_t i = 1; i <= un; ++i) {
     const parents& p = ped_sorted[i];
-    double a = 0.0, c = 2.0;
-    for (std::int32_t par : {p.sire, p.dam}) {
-      if (par >= 1 && par <= n)
-        a += y[static_cast<std::size_t>(par)];
-      else
-        c += 1.0;
-    }
-    y[i] = 0.5 * a + 0.25 *
-                         (c - inb_sorted[static_cast<std::size_t>(p.sire)] -
-                          inb_sorted[static_cast<std::size_t>(p.dam)]) *
+    double a = 0.0;
+    for (std::int32_t par : {p.sire, p.dam})
+      if (par >= 1 && par <= n) a += y[static_cast<std::size_t>(par)];
+    y[i] = 0.5 * a + mendelian_variance(parent_self_relationship(p.sire, n, inb_sorted),
+                                        parent_self_relationship(p.dam, n, inb_sorted)) *
                          q[i];
   }
 }
@@ -71,7 +66,7 @@ void nrm_times_vector_mf(std::int32_t n, const pedigree_table& ped_sorted, std::
     const parents& p = ped_sorted[i];
     const double ys = p.sire != 0 ? y[static_cast<std::size_t>(p.sire)] : 0.0;
     const double yd = p.dam != 0 ? y[static_cast<std::size_t>(p.dam)] : 0.0;
-    y[i] = 0.5 * (ys + yd) + (1.0 - 0.25 * (self(p.sire) + self(p.dam))) * q[i];
+    y[i] = 0.5 * (ys + yd) + mendelian_variance(self(p.sire), self(p.dam)) * q[i];
   }
 }
 

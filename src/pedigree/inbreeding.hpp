@@ -24,12 +24,15 @@ enum class inbreeding_method {
   metafounder_file = 9,      // "read from file inb_mf.txt with " (with metafounders; else method 1)
 };
 
+// The coefficients of inbreeding method 9 with metafounders are read from this file.
+inline constexpr const char* inb_mf_file_name = "inb_mf.txt";
+
 struct inbreeding_options {
   int method = 1;                          // OPTION inbreeding_method; codes not listed mean 1
   int verbosity = 0;                       // > 0: the method's label and the timing lines
   int nthreads = 0;                        // threads of method 6; 0 = the runtime's default
   std::string self_generations_file;       // OPTION self_generations (method 7); empty = none
-  std::string inb_mf_file = "inb_mf.txt";  // coefficients of method 9 with metafounders
+  std::string inb_mf_file = inb_mf_file_name;  // coefficients of method 9 with metafounders
 };
 
 // The method that actually runs for a code: unlisted codes run 1, 8 and 9 run 1 without

@@ -211,7 +211,7 @@ struct tracer {
       if (lp == 0.0) bucket[static_cast<std::size_t>(pl.row_lap[static_cast<std::size_t>(p)])].push_back(p);
       lp += v;
     };
-    double sum = 1.0 - 0.25 * (self_relationship(pl, f, s) + self_relationship(pl, f, d));
+    double sum = mendelian_variance(self_relationship(pl, f, s), self_relationship(pl, f, d));
     add(s, 0.5);
     add(d, 0.5);
     for (std::size_t g = bucket.size(); g-- > 1;) {
@@ -269,7 +269,7 @@ void run_stages(plan& pl, int threads, std::vector<double>& f) {
       for (index_t r : rows_at[g]) {
         const parents& p = pl.sub.par[static_cast<std::size_t>(r)];
         pl.sub.d[static_cast<std::size_t>(r)] =
-            1.0 - 0.25 * (self_relationship(pl, f, p.sire) + self_relationship(pl, f, p.dam));
+            mendelian_variance(self_relationship(pl, f, p.sire), self_relationship(pl, f, p.dam));
       }
       const std::vector<task>& st = pl.stages[g];
       const std::vector<std::pair<std::size_t, std::size_t>>& it = items[g];

@@ -191,7 +191,7 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
       const index_t i = by_lap[lo + static_cast<std::size_t>(k)];
       const parents& pi = ped[static_cast<std::size_t>(i)];
       nodes[static_cast<std::size_t>(at[static_cast<std::size_t>(i)])].d =
-          1.0 - 0.25 * (self_rel(pi.sire) + self_rel(pi.dam));
+          mendelian_variance(self_rel(pi.sire), self_rel(pi.dam));
       if (pi.sire == 0 || pi.dam == 0 || full_sib(i)) continue;  // F = 0, or a full sib's below
       if (pi.sire > n && pi.dam > n) {
         f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, pi.sire, pi.dam);

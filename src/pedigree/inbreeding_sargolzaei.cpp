@@ -50,10 +50,9 @@ void inbreeding_sargolzaei_iwaisaki(const pedigree_table& ped, index_t n, std::v
   for (index_t i = 1; i <= n; ++i) {
     if ((i & 4095) == 0) shown.update(i);
     const parents& p = ped[static_cast<std::size_t>(i)];
-    const double fs = f[static_cast<std::size_t>(p.sire)], fd = f[static_cast<std::size_t>(p.dam)];
-    const int unknown = (p.sire == 0) + (p.dam == 0);
-    dvar[static_cast<std::size_t>(i)] = 0.25 * (2 + unknown - fs - fd);
-    if (unknown > 0) continue;
+    dvar[static_cast<std::size_t>(i)] =
+        mendelian_variance(parent_self_relationship(p.sire, n, f), parent_self_relationship(p.dam, n, f));
+    if (p.sire == 0 || p.dam == 0) continue;
     if (i > 1 && p.sire == ped[static_cast<std::size_t>(i) - 1].sire &&
         p.dam == ped[static_cast<std::size_t>(i) - 1].dam) {
       f[static_cast<std::size_t>(i)] = f[static_cast<std::size_t>(i) - 1];

@@ -8,9 +8,13 @@
 #include <vector>
 
 #include "linalg/dense_matrix.hpp"
+#include "pedigree/inbreeding.hpp"
 #include "pedigree/pedigree_types.hpp"
 
 namespace ventrel::pedigree {
+
+// The inbreeding file of the renumbering program, always read under this name.
+inline constexpr const char* ranolt_inb_file = "ranolt.inb";
 
 // What the phase needs from the parameter file and the validation options.
 struct pedigree_phase_input {
@@ -25,10 +29,10 @@ struct pedigree_phase_input {
   bool read_external_inbreeding = false;   // take the coefficients from ranolt.inb (without groups)
   std::string external_inbreeding_file;    // the file OPTION ReadExternalInbreeding names
                                            // (tested for existence only)
-  std::string ranolt_inb = "ranolt.inb";   // the inbreeding file actually read
+  std::string ranolt_inb = ranolt_inb_file;  // the inbreeding file actually read
   int verbosity = 0;                       // > 0: renumbering and inbreeding print their lines
   std::string self_generations_file;       // OPTION self_generations (inbreeding method 7)
-  std::string inb_mf_file = "inb_mf.txt";  // inbreeding method 9 with metafounders
+  std::string inb_mf_file = inb_mf_file_name;  // inbreeding method 9 with metafounders
   int nthreads = 0;                        // threads of the parallel method; 0 = default
   bool relationships_needed = false;       // A_focal by Colleau follows: the coefficients are
                                            // computed even where the external file is missing

@@ -20,6 +20,17 @@ struct parents {
 // n+1..n+nupg for the groups, whose parents are always {0, 0}.
 using pedigree_table = std::vector<parents>;
 
+// The Mendelian sampling variance of an animal, the diagonal of D in A = T D T':
+// 1 - (a_s + a_d)/4, a_p being what each parent brings: its self-relationship 1 + F when it is an
+// animal, Gamma(k,k) when it is a metafounder, 0 when it is unknown or an ordinary group. With
+// both parents animals this is 0.5 - (F_s + F_d)/4, with one 0.75 - F/4, with none 1.
+inline double mendelian_variance(double a_sire, double a_dam) { return 1.0 - 0.25 * (a_sire + a_dam); }
+
+// What a parent code brings without metafounders: 1 + inb[code] for an animal 1..n, else 0.
+inline double parent_self_relationship(std::int32_t code, std::int32_t n, std::span<const double> inb) {
+  return code >= 1 && code <= n ? 1.0 + inb[static_cast<std::size_t>(code)] : 0.0;
+}
+
 // What the kernels need to know about the groups of a pedigree.
 struct group_info {
   std::int32_t nupg = 0;  // number of groups, coded n+1..n+nupg; 0 = none

@@ -44,10 +44,9 @@ sub_pedigree make_subset(std::int32_t n, const pedigree_table& ped, std::span<co
         if (c > n) return groups.gamma_at(c - n, c - n);
         return 1.0 + inb[static_cast<std::size_t>(c)];
       };
-      s.d[r] = 1.0 - 0.25 * (self(p.sire) + self(p.dam));
+      s.d[r] = mendelian_variance(self(p.sire), self(p.dam));
     } else {
-      const double c = 2.0 + (p.sire < 1 || p.sire > n) + (p.dam < 1 || p.dam > n);
-      s.d[r] = 0.25 * (c - inb[static_cast<std::size_t>(p.sire)] - inb[static_cast<std::size_t>(p.dam)]);
+      s.d[r] = mendelian_variance(parent_self_relationship(p.sire, n, inb), parent_self_relationship(p.dam, n, inb));
     }
   }
   return s;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,14 @@ struct focal_set {
                                        // when the files have no such column
   linalg::dense_matrix partial_extra;  // the same from the partial file
 };
+
+// The column of trait t (from 1) of one of a set's n x ntrait arrays; empty for a 0 x 0 array
+// (phenotypes without predictive ability, the fifth column of layouts without one).
+inline std::span<const double> column(const linalg::dense_matrix& m, int trait) {
+  if (m.rows == 0 || m.cols == 0) return {};
+  return {m.a.data() + static_cast<std::size_t>(trait - 1) * static_cast<std::size_t>(m.rows),
+          static_cast<std::size_t>(m.rows)};
+}
 
 // The focal levels of all sets, indexed so that a solution line finds its row in constant time
 // with memory proportional to the focal levels, not to the effect's number of levels.

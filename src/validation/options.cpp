@@ -9,6 +9,8 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
+#include "statistics/ebv_pev_files.hpp"
+#include "validation/yhat_residual.hpp"
 
 namespace ventrel::validation {
 
@@ -113,11 +115,12 @@ void read_se(const parfile::option_store& store, const option_values& v, validat
 void check_files(const validation_options& o, int ntrait) {
   for (const std::string* f : {&o.sol_whole, &o.sol_partial})
     if (!file_exists(*f)) fatal(*f + " must be present");
-  if (o.predictive_ability && !file_exists("yhat_residual")) fatal("yhat_residual file must be present");
+  if (o.predictive_ability && !file_exists(yhat_residual_file))
+    fatal(std::string(yhat_residual_file) + " file must be present");
   if (o.se == se_method::exact)
     for (int t = 1; t <= ntrait; ++t)
-      for (const char* which : {"_1_whole", "_1_partial"}) {
-        const std::string name = "ebv_pev_" + std::to_string(t) + which;
+      for (statistics::evaluation e : {statistics::evaluation::whole, statistics::evaluation::partial}) {
+        const std::string name = statistics::ebv_pev_file_name(t, e);
         if (!file_exists(name))
           fatal({"File " + name + " does not exist",
                  "It is necessary to obtain analytical confidence intervals"});

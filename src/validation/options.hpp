@@ -7,6 +7,7 @@
 
 #include "parfile/model_parameters.hpp"
 #include "parfile/option_store.hpp"
+#include "pedigree/pedigree_phase.hpp"
 
 namespace ventrel::validation {
 
@@ -32,7 +33,8 @@ struct validation_options {
   int num_threads_kelp = 0;                      // sparse solver threads (at least 1 when given);
                                                  // 0 = its default
   bool read_external_inbreeding = false;         // OPTION ReadExternalInbreeding given
-  std::string inbreeding_file = "ranolt.inb";    // its file (the default when none is named)
+  std::string inbreeding_file = pedigree::ranolt_inb_file;  // its file (the default when none
+                                                           // is named)
   int nrepboot = 10000;                          // bootstrap replicates
   int nthreads = 0;                              // threads of the calculations; 0 = runtime's own
   std::string boot_clusters;                     // se boot resamples clusters: "sire", "dam" or a

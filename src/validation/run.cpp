@@ -4,8 +4,6 @@
 
 #include <omp.h>
 
-#include <exception>
-#include <new>
 #include <span>
 #include <string>
 #include <vector>
@@ -16,8 +14,9 @@
 #include "common/format.hpp"
 #include "common/output_file.hpp"
 #include "genomic/metafounders.hpp"
-#include "linalg/blas_threads.hpp"
 #include "genomic/options.hpp"
+#include "genomic/single_step.hpp"
+#include "linalg/blas_threads.hpp"
 #include "parfile/print_parameters.hpp"
 #include "parfile/read_parameter_file.hpp"
 #include "pedigree/pedigree_phase.hpp"
@@ -46,12 +45,6 @@ bool allows_groups(random_type t) {
 }
 
 bool has_metafounders(random_type t) { return t == random_type::add_an_mf || t == random_type::add_an_meta; }
-
-std::span<const double> column(const linalg::dense_matrix& m, int trait) {
-  if (m.rows == 0 || m.cols == 0) return {};
-  return {m.a.data() + static_cast<std::size_t>(trait - 1) * static_cast<std::size_t>(m.rows),
-          static_cast<std::size_t>(m.rows)};
-}
 
 // The pedigree phase's inputs from the model and the options. The coefficients are needed by
 // the focal variance from inbreeding, by Colleau's product (A_focal itself, or A22 and the focal
@@ -82,8 +75,9 @@ pedigree::pedigree_phase_input pedigree_input(const parfile::parameter_file& pf,
   return in;
 }
 
-// The phases in order (see run).
-int run_phases(const command_line& cmd) {
+}  // namespace
+
+int run(const command_line& cmd) {
   // 1. The parameter file and its effects table.
   const std::string banner = banner_field();
   const parfile::parameter_file pf = parfile::read_parameter_file(cmd, 1, banner);
@@ -99,6 +93,13 @@ int run_phases(const command_line& cmd) {
   // sparse solver's (OPTION num_threads_kelp, else OpenMP's); each phase gets its own count.
   if (opt.nthreads > 0) omp_set_num_threads(opt.nthreads);
   linalg::set_blas_threads(opt.num_threads_kelp > 0 ? opt.num_threads_kelp : omp_get_max_threads());
+
+  // Faults of the genomic options known now stop before any long phase.
+  const bool metafounders = has_metafounders(parfile::randomtype(m, opt.focal_effect)) &&
+                            !gen.metafounders_gamma_file.empty();
+  if (opt.se == se_method::exact && genomic::uses_inverse_relationships(gen) && gen.snp_file_given &&
+      !opt.read_hinverse)
+    genomic::check_single_step_pedigree(metafounders);
 
   // 4. Focal records from the validation-set and solution files.
   std::vector<focal_set> sets = read_focal_sets(opt, m);
@@ -161,23 +162,6 @@ int run_phases(const command_line& cmd) {
   if (outputs.plots) write_plots({pf, opt, gen, sets, h2, gvar_focal, results}, described, groups);
   write_file_atomically("ventrel.log", log);
   return 0;
-}
-
-}  // namespace
-
-int run(const command_line& cmd) {
-  try {
-    return run_phases(cmd);
-  } catch (const fatal_error&) {
-    throw;
-  } catch (const std::bad_alloc&) {
-    throw;  // main reports it
-  } catch (const std::exception& e) {
-    // Any other exception of the standard library (a length error, a system error of the
-    // thread runtime) ends the run like a fatal stop: a message and status 1, not an abort.
-    fatal({"The run stopped on an unexpected error: " + std::string(e.what()),
-           "Please report it together with the input files"});
-  }
 }
 
 }  // namespace ventrel::validation

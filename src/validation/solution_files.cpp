@@ -183,6 +183,11 @@ std::vector<focal_set> read_focal_sets(const validation_options& o,
   const focal_index index = index_focal_levels(sets, nlev);
 
   const solution_layout layout = check_headers(o.sol_whole, o.sol_partial);
+  // Known from the headers: stop before the files are read and the pedigree phase runs.
+  if (o.se == se_method::approx && extra_column_of(layout) == extra_column::none)
+    fatal({"OPTION se approx needs accuracies or standard errors in the solution files,",
+           "that is solution files with one of the headers", "trait/effect level  solution acc",
+           "trait/effect level  solution          s.e."});
   const focal_solutions whole = read_solution_file(o.sol_whole, layout, o.focal_effect, ntrait, index);
   check_complete(sets, index, whole.sol, o.sol_whole);
   const focal_solutions partial =
@@ -190,7 +195,7 @@ std::vector<focal_set> read_focal_sets(const validation_options& o,
   check_complete(sets, index, partial.sol, o.sol_partial);
 
   linalg::dense_matrix y;
-  if (o.predictive_ability) y = read_yhat_residual("yhat_residual", ntrait, index);
+  if (o.predictive_ability) y = read_yhat_residual(yhat_residual_file, ntrait, index);
 
   for (focal_set& s : sets) {
     s.whole = rows_of(s, index, whole.sol);

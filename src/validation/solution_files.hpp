@@ -43,7 +43,8 @@ focal_solutions read_solution_file(const std::string& path, solution_layout layo
 // The focal records of a run: the validation-set files (one set per file: a single file
 // validates every trait, else file t validates trait t), both solution files, and with
 // predictive ability the file "yhat_residual". Stops naming the individual, the trait and the
-// file when a focal individual has no solution for a trait its set validates. A set of a single
+// file when a focal individual has no solution for a trait its set validates, and, before any
+// solution is read, when se approx is asked for and the headers announce no accuracy or s.e. A set of a single
 // individual gets a warning (its dispersion, accuracies and reliability are not defined).
 // "sol_valids" is not written here: see write_sol_valids.
 std::vector<focal_set> read_focal_sets(const validation_options& options,

@@ -8,6 +8,9 @@
 
 namespace ventrel::validation {
 
+// The adjusted-phenotype file of OPTION predictive_ability, always of this name.
+inline constexpr const char* yhat_residual_file = "yhat_residual";
+
 // Reads a file of lines "level y_1 .. y_ntrait" (the level of the validation effect, then one
 // adjusted phenotype per trait; blanks, TABs or commas separate; blank lines skipped; further
 // values ignored). Lines of levels that are not focal are skipped; several lines of one focal
