@@ -11,12 +11,6 @@
 namespace ventrel::validation {
 namespace {
 
-std::span<const double> column(const linalg::dense_matrix& m, int trait) {
-  if (m.rows == 0 || m.cols == 0) return {};
-  return {m.a.data() + static_cast<std::size_t>(trait - 1) * static_cast<std::size_t>(m.rows),
-          static_cast<std::size_t>(m.rows)};
-}
-
 std::size_t at(int t) { return static_cast<std::size_t>(t - 1); }
 
 }  // namespace
