@@ -54,7 +54,7 @@ int main(int argc, char** argv) {
   in.w = w;
   in.p = p;
   in.y = y;
-  in.s2 = s2;
+  in.genetic_variance = s2;
   in.gvar_focal = 0.98;
   in.h2 = 0.3;
 

@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
   const focal_index index = index_focal_levels(sets, nlev);
 
   const auto t0 = std::chrono::steady_clock::now();
-  const focal_solutions s = read_solution_file(path, solution_layout::orvane, 2, 1, index);
+  const focal_solutions s = read_solution_file(path, solution_layout::solution, 2, 1, index);
   const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   const double bytes = static_cast<double>(std::filesystem::file_size(path));
   std::printf("read_solutions: %lld lines, %.0f MB in %.3f s: %.2f million lines/s (%.0f MB/s); "

@@ -102,7 +102,6 @@ genomic_options read_genomic_options(const parfile::option_store& options) {
   parfile::option_values mf = options.get_option("metafounders_gamma");
   if (mf.n >= 1) g.metafounders_gamma_file = mf.xc[0];
   if (snp.n < 0 && hinv.n < 0) return g;
-  g.read = true;
   g.snp_file_given = snp.n >= 0;
   if (snp.n >= 1) g.snp_file = snp.xc[0];
   if (g.snp_file_given && g.snp_file.empty())

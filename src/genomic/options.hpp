@@ -11,8 +11,8 @@
 namespace ventrel::genomic {
 
 struct genomic_options {
-  bool read = false;                   // OPTION SNP_file or OPTION readHInverse present
-  int h_method = 0;                    // OPTION whichH (default 3 when read; 0 otherwise)
+  int h_method = 0;                    // OPTION whichH (default 3 when SNP_file or readHInverse
+                                       // is given; 0 otherwise)
   bool snp_file_given = false;         // OPTION SNP_file present
   std::string snp_file;                // its file name
   std::string metafounders_gamma_file; // OPTION metafounders_gamma (empty when absent)

@@ -51,7 +51,7 @@ struct se_trait_input {
   std::span<const double> w;  // whole EBVs of the m focal animals (focal record column)
   std::span<const double> p;  // partial EBVs, same order
   std::span<const double> y;  // adjusted phenotypes, same order; empty: no predictive ability
-  double s2 = 0.0;            // additive genetic variance of the validated effect (parameter file)
+  double genetic_variance = 0.0;  // of the validated effect (parameter file); s2 in the formulas
   double gvar_focal = 0.0;    // genetic variance of the focal animals
   double h2 = 0.0;            // heritability (predictive ability only)
 };

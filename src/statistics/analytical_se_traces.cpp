@@ -241,7 +241,7 @@ trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model
 
   const bool with_pec = model.pec_w || model.pec_p;
   const double* a = model.a_focal.data();
-  const double s2 = in.s2;
+  const double s2 = in.genetic_variance;
   const double e_res = s2 / in.h2 - s2;
   const std::vector<double> x = centred(in.p);
 
@@ -338,11 +338,12 @@ trace_scalars approx_trace_scalars(const se_trait_input& in, const se_approx_mod
 
   // With diagonal V and U: tr(J V J U) = (1 - 2/m) sum v_i u_i + (sum v)(sum u) / m^2.
   const double m = static_cast<double>(mm);
-  const double e_res = in.s2 / in.h2 - in.s2;
+  const double s2 = in.genetic_variance;
+  const double e_res = s2 / in.h2 - s2;
   const std::vector<double> x = centred(in.p);
   double sp = 0, sw = 0, sy = 0, spp = 0, spw = 0, sww = 0, spy = 0, syy = 0;
   for (std::size_t i = 0; i < mm; ++i) {
-    const double s2a = in.s2 * model.diag_a[i];
+    const double s2a = s2 * model.diag_a[i];
     const double vp = s2a * model.r_p[i] * model.r_p[i];
     const double vw = s2a * model.r_w[i] * model.r_w[i];
     sp += vp;

@@ -44,14 +44,6 @@ focal_index index_focal(std::span<const int> focal, int nlev) {
   return x;
 }
 
-// The first three fields of a data line, or a stop naming the file and the line.
-struct triple {
-  std::int64_t level1 = 0;
-  std::int64_t level2 = 0;  // pec files only
-  double value1 = 0.0;      // EBV, or the covariance
-  double value2 = 0.0;      // PEV
-};
-
 [[noreturn]] void bad_line(const line_reader& r, std::string_view what, std::string_view line) {
   constexpr std::size_t shown = 100;
   std::string text(line.substr(0, shown));

@@ -5,10 +5,10 @@ namespace ventrel::validation {
 
 extra_column extra_column_of(solution_layout layout) {
   switch (layout) {
-    case solution_layout::orvane_se: return extra_column::se;
-    case solution_layout::quodax: return extra_column::acc;
-    case solution_layout::orvane:
-    case solution_layout::tirvex: break;
+    case solution_layout::solution_se: return extra_column::se;
+    case solution_layout::solution_acc: return extra_column::acc;
+    case solution_layout::solution:
+    case solution_layout::solution_spaced: break;
   }
   return extra_column::none;
 }

@@ -13,12 +13,13 @@
 
 namespace ventrel::validation {
 
-// The four accepted solution-file layouts, named after the header line that announces them.
+// The four accepted solution-file layouts, named after their columns (the header line that
+// announces each is given beside it).
 enum class solution_layout {
-  orvane,     // "trait/effect level  solution"
-  tirvex,     // "trait/effect level      solution"
-  orvane_se,  // "trait/effect level  solution          s.e."
-  quodax,     // "trait/effect level  solution acc"
+  solution,         // "trait/effect level  solution"
+  solution_spaced,  // "trait/effect level      solution" (the same columns, another header)
+  solution_se,      // "trait/effect level  solution          s.e."
+  solution_acc,     // "trait/effect level  solution acc"
 };
 
 // What the fifth column of a data line holds.

@@ -109,8 +109,8 @@ statistics::se_result approx_group(const focal_set& set, const member_rows& g, i
   const statistics::accuracy_column kind = set.extra == extra_column::acc  ? statistics::accuracy_column::acc
                                            : set.extra == extra_column::se ? statistics::accuracy_column::se
                                                                            : statistics::accuracy_column::none;
-  const std::vector<double> r_w = statistics::approx_accuracies(kind, rows_of(set.whole_extra, t, g.rows), diag_a, x.s2);
-  const std::vector<double> r_p = statistics::approx_accuracies(kind, rows_of(set.partial_extra, t, g.rows), diag_a, x.s2);
+  const std::vector<double> r_w = statistics::approx_accuracies(kind, rows_of(set.whole_extra, t, g.rows), diag_a, x.genetic_variance);
+  const std::vector<double> r_p = statistics::approx_accuracies(kind, rows_of(set.partial_extra, t, g.rows), diag_a, x.genetic_variance);
   const statistics::se_approx_model model{diag_a, r_w, r_p};
   return statistics::intervals_from_traces(x, statistics::approx_trace_scalars(x, model));
 }
@@ -230,7 +230,7 @@ std::vector<results_block> group_blocks(const group_phase_input& in) {
         x.w = w;
         x.p = p;
         x.y = y;
-        x.s2 = in.genetic_variance[at(t)];
+        x.genetic_variance = in.genetic_variance[at(t)];
         x.gvar_focal = b.gvar_focal;
         x.h2 = b.h2;
         switch (o.se) {

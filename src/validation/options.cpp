@@ -179,7 +179,6 @@ validation_options read_validation_options(const parfile::option_store& store,
     echo(" * Inbreeding method (default 1)", num(o.inbreeding_method));
   }
   if (store.get_option("use_kelp").n >= 0) {
-    o.sparse = sparse_package::kelp;  // KELP is built into this program
     say("* sparse package: KELP");
   }
   if (option_values v = store.get_option("msg_MORLO"); v.n >= 0) {

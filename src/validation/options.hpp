@@ -12,7 +12,6 @@
 namespace ventrel::validation {
 
 enum class se_method { none, exact, approx, boot };        // OPTION se; none when absent
-enum class sparse_package { morlo, kelp };                  // OPTION use_kelp picks KELP
 
 // Every setting with its default; filled once by read_validation_options.
 struct validation_options {
@@ -28,7 +27,6 @@ struct validation_options {
   bool read_hinverse = false;                    // OPTION readHInverse given
   std::string hinverse_file = "Hinv.txt";        // its file
   int inbreeding_method = 1;                     // OPTION inbreeding_method
-  sparse_package sparse = sparse_package::morlo; // sparse package choice
   int msg_morlo = 0;                             // message level of the sparse package
   int num_threads_kelp = 0;                      // sparse solver threads (at least 1 when given);
                                                  // 0 = its default
@@ -48,7 +46,9 @@ const char* se_method_name(se_method m);
 // focal_var, se, readHInverse, inbreeding_method, use_kelp, msg_MORLO, num_threads_kelp,
 // ReadExternalInbreeding, nrepboot, nthreads, boot_clusters), echoing each one found, then checks that the
 // files the run needs exist: both solution files, "yhat_residual" for predictive ability, the
-// "ebv_pev_" files of every trait for se exact (and warns for se approx). Option names are
+// "ebv_pev_" files of every trait for se exact. The family's se approx warnings on a missing
+// solution file are kept after them but cannot fire here (a missing file stops first). OPTION
+// use_kelp only echoes: KELP is built in and always factorises. Option names are
 // compared regardless of case, as every OPTION query does. A bad or missing value stops the
 // run. Nothing is set here: the run hands the thread counts to the runtimes and the phases.
 validation_options read_validation_options(const parfile::option_store& store,

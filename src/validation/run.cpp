@@ -107,7 +107,7 @@ int run(const command_line& cmd) {
       outputs.validation_groups.empty() ? validation_groups{} : read_validation_groups(outputs.validation_groups, sets);
 
   // 5. Heritabilities.
-  const std::vector<double> gvar = genetic_variances(m, opt.focal_effect);
+  const std::vector<double> genetic_variance = genetic_variances(m, opt.focal_effect);
   const std::vector<double> h2 = get_h2(m, opt.focal_effect);
   say("");
   for (int t = 1; t <= m.ntrait; ++t)
@@ -116,7 +116,7 @@ int run(const command_line& cmd) {
 
   // 6. Pedigree, inbreeding and the genetic variance of the focal animals.
   const pedigree::pedigree_phase_result ped = pedigree::read_pedigree_phase(pedigree_input(pf, opt, gen));
-  const std::vector<double> gvar_focal = focal_genetic_variance(opt, ped, gvar, sets);
+  const std::vector<double> gvar_focal = focal_genetic_variance(opt, ped, genetic_variance, sets);
   for (int t = 1; t <= m.ntrait; ++t)
     say(" Genetic variance for the focal animals for trait " + fmt_i(t, 3) + ": " +
         fmt_f(gvar_focal[static_cast<std::size_t>(t - 1)], 12, 3));
@@ -124,7 +124,7 @@ int run(const command_line& cmd) {
 
   // 7. LR statistics of every trait, from the set that validates it.
   std::vector<trait_report> results(static_cast<std::size_t>(m.ntrait));
-  for (int t = 1; t <= m.ntrait; ++t) results[static_cast<std::size_t>(t - 1)].genetic_variance = gvar[static_cast<std::size_t>(t - 1)];
+  for (int t = 1; t <= m.ntrait; ++t) results[static_cast<std::size_t>(t - 1)].genetic_variance = genetic_variance[static_cast<std::size_t>(t - 1)];
   for (const focal_set& set : sets)
     for (int t : set.traits) {
       auto y = opt.predictive_ability ? column(set.phenotype, t) : std::span<const double>();
@@ -136,13 +136,13 @@ int run(const command_line& cmd) {
   // The standard-error phase.
   const bool with_se = opt.se != se_method::none;
   if (with_se) {
-    se_phase_input in{m, opt, gen, sets, ped, gvar, gvar_focal, h2};
+    se_phase_input in{m, opt, gen, sets, ped, genetic_variance, gvar_focal, h2};
     run_se_phase(in, results);
   }
 
   // Statistics of the validation groups and of further cut-offs.
-  std::vector<results_block> by_group = group_blocks({m, opt, gen, sets, ped, gvar, h2, gvar_focal, groups});
-  std::vector<results_block> by_cutoff = cutoff_blocks({m, opt, gvar, h2, gvar_focal}, outputs.cutoffs);
+  std::vector<results_block> by_group = group_blocks({m, opt, gen, sets, ped, genetic_variance, h2, gvar_focal, groups});
+  std::vector<results_block> by_cutoff = cutoff_blocks({m, opt, genetic_variance, h2, gvar_focal}, outputs.cutoffs);
 
   // 8. The report (and the groups' blocks when asked for), 9. the log, the focal animals'
   // solutions, the results files and the plots.

@@ -26,7 +26,7 @@ void describe_settings(const outputs_input& in, results_run& run) {
       break;
     case se_method::exact:
       run.se_settings.emplace_back("relationships", inverse ? "inverse relationship matrix" : "pedigree");
-      if (inverse) run.se_settings.emplace_back("engine", o.sparse == sparse_package::kelp ? "KELP" : "MORLO");
+      if (inverse) run.se_settings.emplace_back("engine", "KELP");  // the only engine built in
       break;
     case se_method::approx: {
       const extra_column x = in.sets.empty() ? extra_column::none : in.sets.front().extra;

@@ -28,7 +28,7 @@ statistics::se_trait_input trait_input(const se_phase_input& in, const focal_set
   x.w = column(set.whole, t);
   x.p = column(set.partial, t);
   if (in.options.predictive_ability) x.y = column(set.phenotype, t);
-  x.s2 = in.genetic_variance[at(t)];
+  x.genetic_variance = in.genetic_variance[at(t)];
   x.gvar_focal = in.gvar_focal[at(t)];
   x.h2 = in.h2[at(t)];
   return x;

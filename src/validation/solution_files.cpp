@@ -23,10 +23,10 @@ constexpr double missing = std::numeric_limits<double>::quiet_NaN();
 
 // Headers in the order they are tried.
 constexpr std::array<std::pair<std::string_view, solution_layout>, 4> headers{{
-    {"trait/effect level  solution acc", solution_layout::quodax},
-    {"trait/effect level  solution", solution_layout::orvane},
-    {"trait/effect level      solution", solution_layout::tirvex},
-    {"trait/effect level  solution          s.e.", solution_layout::orvane_se},
+    {"trait/effect level  solution acc", solution_layout::solution_acc},
+    {"trait/effect level  solution", solution_layout::solution},
+    {"trait/effect level      solution", solution_layout::solution_spaced},
+    {"trait/effect level  solution          s.e.", solution_layout::solution_se},
 }};
 
 // The first line of a file, and whether the file has one.

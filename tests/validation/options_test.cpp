@@ -46,7 +46,6 @@ TEST_F(options_test, defaults_with_only_the_validation_option) {
   EXPECT_EQ(o.se, se_method::none);
   EXPECT_EQ(o.hinverse_file, "Hinv.txt");
   EXPECT_EQ(o.inbreeding_method, 1);
-  EXPECT_EQ(o.sparse, sparse_package::morlo);
   EXPECT_EQ(o.inbreeding_file, "ranolt.inb");
   EXPECT_EQ(o.nrepboot, 10000);
   EXPECT_EQ(o.nthreads, 0);
@@ -77,7 +76,6 @@ TEST_F(options_test, echoes_every_key_in_the_fixed_order) {
                  " * Set number of threads calculations: 2\n");
   // The settings that the echo lines do not show.
   EXPECT_EQ(o.focal_var_usr, (std::vector<double>{1.5, 2}));
-  EXPECT_EQ(o.sparse, sparse_package::kelp);
   EXPECT_EQ(o.num_threads_kelp, 3);
 }
 

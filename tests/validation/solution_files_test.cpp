@@ -17,8 +17,8 @@ using test_support::lines;
 using test_support::stop_lines;
 using test_support::write_temp;
 
-const std::string h_orvane = "trait/effect level  solution";
-const std::string h_tirvex = "trait/effect level      solution";
+const std::string h_solution = "trait/effect level  solution";
+const std::string h_spaced = "trait/effect level      solution";
 const std::string h_se = "trait/effect level  solution          s.e.";
 const std::string h_acc = "trait/effect level  solution acc";
 
@@ -29,20 +29,20 @@ focal_index index_of(std::vector<int> levels, int nlev) {
 }
 
 TEST(solution_headers, each_accepted_header_gives_its_layout_in_both_files) {
-  const std::vector<std::pair<std::string, solution_layout>> rows{{h_orvane, solution_layout::orvane},
-      {h_tirvex, solution_layout::tirvex}, {h_se, solution_layout::orvane_se}, {h_acc, solution_layout::quodax}};
+  const std::vector<std::pair<std::string, solution_layout>> rows{{h_solution, solution_layout::solution},
+      {h_spaced, solution_layout::solution_spaced}, {h_se, solution_layout::solution_se}, {h_acc, solution_layout::solution_acc}};
   for (const auto& [h, layout] : rows) {
     EXPECT_EQ(layout_of_header(h + "   "), layout);
     EXPECT_EQ(check_headers(write_temp("sh_w", h + "\n"), write_temp("sh_p", h + "\r\n")), layout);
   }
-  for (const std::string& h : {" " + h_orvane, std::string("trait/effect level solution"), std::string()})
+  for (const std::string& h : {" " + h_solution, std::string("trait/effect level solution"), std::string()})
     EXPECT_FALSE(layout_of_header(h)) << h;
 }
 
 TEST(solution_file, keeps_only_focal_levels_of_the_validation_effect) {
-  const std::string path = write_temp("sf1", h_orvane + "\n1 1 4 100.5\n1 2 4 1.25\n2 2 4 -2.5\n\n1\t2,5 inf\n"
+  const std::string path = write_temp("sf1", h_solution + "\n1 1 4 100.5\n1 2 4 1.25\n2 2 4 -2.5\n\n1\t2,5 inf\n"
                                                         "1 2 6 3e-1 extra ignored\n9 3 6 NaN\n");
-  const focal_solutions s = read_solution_file(path, solution_layout::orvane, 2, 2, index_of({6, 4}, 8));
+  const focal_solutions s = read_solution_file(path, solution_layout::solution, 2, 2, index_of({6, 4}, 8));
   EXPECT_EQ(s.sol(0, 0), 0.3);
   EXPECT_TRUE(std::isnan(s.sol(0, 1)));
   EXPECT_EQ(s.sol(1, 0), 1.25);
@@ -58,10 +58,10 @@ TEST(solution_file, stops_on_a_missing_fifth_column_or_a_trait_beyond_the_model)
     return stop_lines([&] { read_solution_file(path, layout, 2, 2, index_of({4}, 8)); })[0];
   };
   const std::string cannot = "Cannot read a solution line: trait, effect, level, solution";
-  EXPECT_EQ(first_line(solution_layout::orvane_se, h_se, "1 1 4 1.5"), cannot + ", s.e. expected");
-  EXPECT_EQ(first_line(solution_layout::quodax, h_acc, "1 1 4 1.5 x"), cannot + ", acc expected");
-  EXPECT_EQ(first_line(solution_layout::quodax, h_acc, "3 2 4 1 1"), "Trait 3 of a solution line is outside 1 to 2");
-  EXPECT_EQ(first_line(solution_layout::quodax, h_acc, "3 1 4 1 1"), "no stop");
+  EXPECT_EQ(first_line(solution_layout::solution_se, h_se, "1 1 4 1.5"), cannot + ", s.e. expected");
+  EXPECT_EQ(first_line(solution_layout::solution_acc, h_acc, "1 1 4 1.5 x"), cannot + ", acc expected");
+  EXPECT_EQ(first_line(solution_layout::solution_acc, h_acc, "3 2 4 1 1"), "Trait 3 of a solution line is outside 1 to 2");
+  EXPECT_EQ(first_line(solution_layout::solution_acc, h_acc, "3 1 4 1 1"), "no stop");
 }
 
 // A random file of several effects and traits in shuffled order, read back and compared with
@@ -84,12 +84,12 @@ TEST(solution_file, agrees_with_the_generated_values_on_a_shuffled_file) {
         if (e == 2) truth[{l, t}] = v;
       }
   std::shuffle(file_lines.begin(), file_lines.end(), rng);
-  std::string text = h_orvane + "\n";
+  std::string text = h_solution + "\n";
   for (const std::string& l : file_lines) text += l + "\n";
   std::vector<int> focal;
   for (int l = nlev; l >= 1; l -= 3) focal.push_back(l);
   const focal_solutions s =
-      read_solution_file(write_temp("sf_random", text), solution_layout::orvane, 2, ntrait, index_of(focal, nlev));
+      read_solution_file(write_temp("sf_random", text), solution_layout::solution, 2, ntrait, index_of(focal, nlev));
   for (std::size_t d = 0; d < focal.size(); ++d)
     for (int t = 1; t <= ntrait; ++t) {
       auto it = truth.find({focal[d], t});
@@ -159,7 +159,7 @@ TEST_F(focal_sets_test, rows_follow_each_set_in_its_own_order_with_accuracies_an
 }
 
 TEST_F(focal_sets_test, a_set_validates_its_own_trait_or_every_trait_and_one_individual_is_warned_of) {
-  write_solutions(h_tirvex, false);
+  write_solutions(h_spaced, false);
   // Set 1 validates trait 1 only: a level without trait-2 solutions is accepted there.
   for (const char* f : {"solutions_whole", "solutions_partial"}) std::ofstream(f, std::ios::app) << "1 2 9 4.0\n";
   write("set1.txt", "9\n");
