@@ -187,9 +187,22 @@ std::vector<results_block> group_blocks(const group_phase_input& in) {
       for (std::size_t k = 0; k < groups.size(); ++k)
         if (groups[k].levels.size() >= 2) a_group[k] = std::move(a[next++]);
     } else {
-      for (std::size_t k = 0; k < groups.size(); ++k)
-        if (groups[k].levels.size() >= 2)
-          a_group[k] = pedigree::focal_relationships(in.pedigree, groups[k].levels, o.nthreads);
+      // A_focal of each set once (one product over the set's animals), then each group's rows
+      // and columns of it.
+      for (std::size_t s = 0; s < in.sets.size(); ++s) {
+        bool needed = false;
+        for (const member_rows& g : groups) needed = needed || (g.set == static_cast<int>(s) && g.rows.size() >= 2);
+        if (!needed) continue;
+        const linalg::dense_matrix a = pedigree::focal_relationships(in.pedigree, in.sets[s].levels, o.nthreads);
+        for (std::size_t k = 0; k < groups.size(); ++k) {
+          const member_rows& g = groups[k];
+          if (g.set != static_cast<int>(s) || g.rows.size() < 2) continue;
+          const int m = static_cast<int>(g.rows.size());
+          a_group[k] = linalg::dense_matrix(m, m);
+          for (int j = 0; j < m; ++j)
+            for (int i = 0; i < m; ++i) a_group[k](i, j) = a(g.rows[static_cast<std::size_t>(i)], g.rows[static_cast<std::size_t>(j)]);
+        }
+      }
     }
   }
 

@@ -79,6 +79,7 @@ std::vector<double> ticks(double lo, double hi) {
 std::string tick_label(double v, const std::vector<double>& all) {
   const double step = all.size() > 1 ? all[1] - all[0] : 1.0;
   const int d = std::clamp(static_cast<int>(-std::floor(std::log10(step) + 1e-9)), 0, 12);
+  if (d == 0 && std::abs(v) < 1e15) return num(static_cast<std::int64_t>(std::llround(v)));
   return std::string(trim_left(fmt_f(v, 30, d)));
 }
 
