@@ -60,7 +60,6 @@ class kelp_factor {
   void factorize(const upper_csr& a);
   void release();  // discards permutation and factor
 
-  bool analyzed() const { return l_ != nullptr; }
   const cholmod_factor* factor() const { return l_; }
   // The permutation in force: the final one once analysed.
   std::vector<std::int64_t> permutation() const;
