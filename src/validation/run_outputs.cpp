@@ -25,7 +25,9 @@ void describe_settings(const outputs_input& in, results_run& run) {
       run.se_settings.emplace_back("generator", "L'Ecuyer combined, fixed seeds");
       break;
     case se_method::exact:
-      run.se_settings.emplace_back("relationships", inverse ? "inverse relationship matrix" : "pedigree");
+      run.se_settings.emplace_back("relationships", !inverse          ? "pedigree"
+                                                     : o.read_hinverse ? "inverse relationship matrix"
+                                                                       : "H from genotypes");
       if (inverse) run.se_settings.emplace_back("engine", "KELP");  // the only engine built in
       break;
     case se_method::approx: {
@@ -47,10 +49,13 @@ void describe_inputs(const outputs_input& in, results_run& run) {
   add("solutions_partial", o.sol_partial);
   for (const std::string& f : o.validation_files) add("validation_set", f);
   add("pedigree", parfile::randomfile(m, o.focal_effect));
-  if (o.read_external_inbreeding) add("inbreeding", o.inbreeding_file);
+  if (o.read_external_inbreeding && file_exists(o.inbreeding_file)) add("inbreeding", o.inbreeding_file);
   if (o.predictive_ability) add("yhat_residual", "yhat_residual");
   if (o.se == se_method::exact) {
-    if (genomic::uses_inverse_relationships(in.genomic)) add("inverse_relationships", o.hinverse_file);
+    if (genomic::uses_inverse_relationships(in.genomic)) {
+      if (o.read_hinverse) add("inverse_relationships", o.hinverse_file);
+      else if (in.genomic.snp_file_given) add("genotypes", in.genomic.snp_file);
+    }
     for (int t = 1; t <= m.ntrait; ++t)
       for (statistics::evaluation e : {statistics::evaluation::whole, statistics::evaluation::partial}) {
         add("ebv_pev", statistics::ebv_pev_file_name(t, e));
