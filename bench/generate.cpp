@@ -12,6 +12,10 @@
 //   genotyped [0]       genotyped animals (half of the youngest generation, half of the one
 //                       before): writes Hinv.txt (A-inverse plus 0.5 I + 0.01 J on the genotyped)
 //                       and OPTION readHInverse; the focal animals are then the youngest genotyped
+//   markers [0]         with genotyped: that many markers dropped through the pedigree, written
+//                       as snp.txt (+ .xref) with OPTION SNP_file instead of Hinv.txt, and as
+//                       snp.bed/.bim/.fam for PLINK; focal = the first `focal` of the youngest
+//                       genotyped
 //   pedigree [full]     full, or focal: only the focal animals' lines and their parents'
 //   se [none]           none, boot or exact (exact writes the ebv_pev files)
 //   nrepboot [10000]    predictive [0]   focal_var [inb] (or usr: the genetic variances)
@@ -30,6 +34,7 @@
 #include <vector>
 
 #include "generate_population.hpp"
+#include "genotype_sim.hpp"
 #include "text_writer.hpp"
 
 namespace {
@@ -44,6 +49,7 @@ struct options {
   std::int64_t lines = 0;
   std::int64_t focal = 10000;
   std::int64_t genotyped = 0;
+  std::int32_t markers = 0;
   std::string pedigree = "full";
   std::string se = "none";
   int nrepboot = 10000;
@@ -103,6 +109,7 @@ options parse(int argc, char** argv) {
   take("lines", o.lines);
   take("focal", o.focal);
   take("genotyped", o.genotyped);
+  take("markers", o.markers);
   take("pedigree", o.pedigree);
   take("se", o.se);
   take("nrepboot", o.nrepboot);
@@ -177,7 +184,10 @@ void write_parameter_file(const options& o, const model& m) {
     w.end();
   }
   if (o.se != "none") w.text("OPTION se ").line(o.se);
-  if (o.genotyped > 0) w.line("OPTION readHInverse Hinv.txt");
+  if (o.genotyped > 0 && o.markers > 0)
+    w.line("OPTION SNP_file snp.txt");
+  else if (o.genotyped > 0)
+    w.line("OPTION readHInverse Hinv.txt");
   if (o.nrepboot != 10000) w.text("OPTION nrepboot").i(o.nrepboot).end();
   if (o.inbreeding_method > 0) w.text("OPTION inbreeding_method").i(o.inbreeding_method).end();
   text_writer d(o.dir + "/data.txt");  // only its existence is checked
@@ -344,6 +354,7 @@ int main(int argc, char** argv) {
     const std::vector<std::int32_t> older =
         ventrel::bench::sample_generation(p, last - 1, o.genotyped - o.genotyped / 2, o.pop.seed + 6);
     genotyped.insert(genotyped.end(), older.begin(), older.end());
+    if (o.markers > 0 && static_cast<std::int64_t>(focal.size()) > o.focal) focal.resize(static_cast<std::size_t>(o.focal));
   } else {
     focal = ventrel::bench::young_animals(p, o.focal, o.pop.seed + 5);
   }
@@ -366,7 +377,15 @@ int main(int argc, char** argv) {
     if (o.predictive) write_yhat_residual(o, p, y);
     if (o.se == "exact") write_ebv_pev(o, m, p);
     if (o.boot_table) write_boot_table(o, p, y, focal);
-    if (o.genotyped > 0) note("hinv_lines", write_hinverse(o, p, genotyped));
+    if (o.genotyped > 0 && o.markers > 0) {
+      const auto tg = std::chrono::steady_clock::now();
+      ventrel::bench::write_genotypes(o.dir, genotyped, o.markers,
+                                      ventrel::bench::drop_genotypes(p, genotyped, o.markers, o.pop.seed + 7));
+      std::printf("bench_generate: genotypes written in %.1f s\n", seconds_since(tg));
+      note("markers", o.markers);
+    } else if (o.genotyped > 0) {
+      note("hinv_lines", write_hinverse(o, p, genotyped));
+    }
     std::string h2;
     for (int t = 0; t < o.pop.traits; ++t) h2 += (t ? "," : "") + std::to_string(m.h2(t));
     info += "h2=" + h2 + "\n";

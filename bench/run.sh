@@ -13,6 +13,9 @@
 #   4  se exact by Colleau: 10,000 focal on a 1,000,000-animal pedigree, 2 traits (whole run)
 #   5  se exact from an H-inverse file: 1,000,000 animals, 5,000 genotyped (whole run)
 #   6  national run: 2,000,000 animals, 4 traits, 40 million lines, 20,000 focal, se boot
+#   7  single-step se exact from genotypes: 1,000,000 animals, 10,000 genotyped, 50,000 markers
+#      (fixed at every size), 2,500 focal (whole run); the steps apart (bench_genomic); PLINK 2's
+#      --make-rel on the same genotypes as a peer of G, at the largest size
 # Every count scales with the size: 1/16, 1/4 and 1 of the numbers above (the number of
 # replicates, traits and generations stay fixed).
 #
@@ -42,7 +45,7 @@ build=${1:-build}
 shift || true
 [[ $build = /* ]] || build="$root/$build"
 scenarios=("$@")
-[ ${#scenarios[@]} -eq 0 ] && scenarios=(1 2 3 4 5 6)
+[ ${#scenarios[@]} -eq 0 ] && scenarios=(1 2 3 4 5 6 7)
 data=${BENCH_DATA:-$build/bench-data}
 limit=${BENCH_LIMIT:-100}
 methods=${BENCH_METHODS:-"1 2 3 4 5 6 7 6mf 8mf"}
@@ -53,7 +56,7 @@ ventrel=$build/ventrel
 gen=$build/bench/bench_generate
 inbreeding=$build/bench/bench_inbreeding
 boot=$build/bench/bench_bootstrap
-for exe in "$ventrel" "$gen" "$inbreeding" "$boot"; do
+for exe in "$ventrel" "$gen" "$inbreeding" "$boot" "$build/bench/bench_genomic"; do
   if [ ! -x "$exe" ]; then
     echo "building the benchmarks in $build"
     cmake --build "$build" --target benchmarks -j "$(nproc)" >/dev/null || exit 1
@@ -163,7 +166,7 @@ verdict() {  # verdict VALUE LIMIT -> "met" / "missed by x%"
 whole_run() {  # whole_run DIR: ventrel on DIR/parameters.txt; fails loudly on a stop
   # The input files are read once beforehand, so that the run reads them from the page cache:
   # the table measures the program, not the disk.
-  cat "$1"/solutions_* "$1"/ped.txt "$1"/Hinv.txt "$1"/ebv_pev_* "$1"/yhat_residual > /dev/null 2>&1
+  cat "$1"/solutions_* "$1"/ped.txt "$1"/Hinv.txt "$1"/snp.txt* "$1"/ebv_pev_* "$1"/yhat_residual > /dev/null 2>&1
   timed "$1" "$1/console.txt" "$ventrel" parameters.txt
   if [ "$rc" -ne 0 ]; then
     echo "  ventrel stopped in $1 (status $rc):" >&2
@@ -321,13 +324,55 @@ scenario6() {
     "$(rate $((2 * lines)) "$wall" lines)" "$target" "$load"
 }
 
+scenario7() {
+  local s=$1 genotyped animals focal dir markers=50000
+  genotyped=$(scaled 10000 "$s"); animals=$(scaled 1000000 "$s"); focal=$(scaled 2500 "$s")
+  dir=$data/s7-$s
+  ensure_data "$dir" "animals=$animals" traits=2 "genotyped=$genotyped" "markers=$markers" "focal=$focal" se=exact \
+    inbreeding_method=6 || return
+  [ "${BENCH_GENERATE_ONLY:-0}" = 1 ] && return 0
+  local what="$(human "$animals") animals, $(human "$genotyped") genotyped"
+  whole_run "$dir"
+  local target=""
+  [ "$s" = 3 ] && target="< 90 s: $(verdict "$wall" 90); < 8 GiB: $(verdict "$peak" 8192)"
+  row 7 "single-step se exact from genotypes (whole run)" "$what" "$s" "$wall" "$peak" \
+    "$(info "$dir" focal) focal, $markers markers" "$target" "$load"
+  # The steps apart: one row each, wall and processor seconds of bench_genomic.
+  cat "$dir"/snp.txt "$dir"/ped.txt > /dev/null 2>&1
+  timed "$dir" "$dir/steps.txt" "$build/bench/bench_genomic" "dir=$dir" threads=2
+  local gsec="" gcpu="" step w c fig id
+  while IFS='|' read -r _ step w c fig; do
+    step=$(echo "$step" | sed 's/ *$//; s/^ *//'); w=$(echo "$w" | tr -d ' '); c=$(echo "$c" | tr -d ' ')
+    [ "$step" = step ] && continue
+    target=""
+    id=7.$(echo "$step" | awk '{ print $1 }')
+    case $step in
+      reading*) [ "$s" = 3 ] && target=">= 300 MB/s: $(echo "$fig" | awk '{ print ($NF == "MB/s" && $(NF-1) + 0 >= 300) ? "met" : "MISSED" }')" ;;
+      G*) gsec=$w; gcpu=$c ;;
+    esac
+    cpu=$c row "$id" "  $step" "$what" "$s" "$w" - "$fig" "$target" "$load"
+  done < <(grep '^|' "$dir/steps.txt")
+  local largest=${sizes##* }
+  [ "$s" = "$largest" ] || return 0
+  if ! command -v plink2 >/dev/null; then
+    cpu=- row 7.plink2 "PLINK 2 --make-rel (peer of G)" "$what" "$s" skipped - "no plink2 (apt-get install plink2)" "" "$load"
+    return 0
+  fi
+  cat "$dir"/snp.bed > /dev/null
+  timed "$dir" "$dir/plink2.txt" plink2 --bfile snp --maf 0.05 --make-rel square bin --threads 2 --out rel
+  # Processor seconds are compared: on a shared machine they vary less than the wall clock.
+  row 7.plink2 "PLINK 2 --make-rel, --maf 0.05 (peer of G)" "$what" "$s" "$wall" "$peak" \
+    "G of ventrel: $gsec s wall, $gcpu s cpu" "ventrel's cpu s no more: $(verdict "$gcpu" "$cpu")" "$load"
+  rm -f "$dir"/rel.rel.bin
+}
+
 # ---------------------------------------------------------------------------------------------
 # Run, then the table and the exponents.
 
 echo "ventrel benchmarks: $(date -u '+%Y-%m-%d %H:%M UTC'), data in $data, sizes $sizes" >&2
 for sc in "${scenarios[@]}"; do
   if ! declare -F "scenario$sc" >/dev/null; then
-    echo "unknown scenario $sc (1 to 6)" >&2
+    echo "unknown scenario $sc (1 to 7)" >&2
     exit 2
   fi
   echo "scenario $sc" >&2

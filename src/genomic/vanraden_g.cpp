@@ -13,7 +13,7 @@
 namespace ventrel::genomic {
 namespace {
 
-constexpr std::int32_t markers_per_block = 1024;  // columns of Z added by one update
+constexpr std::int32_t markers_per_block = 2048;  // columns of Z added by one update
 
 }  // namespace
 
