@@ -79,14 +79,10 @@ int main(int argc, char** argv) {
   pedigree::pedigree_phase_input pin;
   pin.pedigree_file = dir + "/ped.txt";
   pin.inbreeding_method = 6;
-  pin.genetic_variance = {1.0};
   pin.nthreads = threads;
+  pin.inbreeding_needed = true;
   pin.relationships_needed = true;
-  std::vector<pedigree::focal_view> views(1);
-  views[0].animals = focal;
-  views[0].traits = {1};
-  pedigree::pedigree_phase_result ped;
-  ped = pedigree::read_pedigree_phase(pin, views);
+  const pedigree::pedigree_phase_result ped = pedigree::read_pedigree_phase(pin);
   tp.stop("pedigree and inbreeding", std::to_string(ped.n) + " animals");
 
   step_timer tr;
