@@ -7,8 +7,6 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
-#include "genomic/hinverse.hpp"
-#include "genomic/single_step.hpp"
 #include "statistics/analytical_se.hpp"
 #include "statistics/bootstrap.hpp"
 #include "statistics/cluster_bootstrap.hpp"
@@ -170,39 +168,18 @@ std::vector<results_block> group_blocks(const group_phase_input& in) {
   const std::vector<member_rows> groups = members(in);
   const validation_options& o = in.options;
 
-  // se exact: the relationships among each group's animals (of 2 or more).
+  // se exact: each group's rows and columns of its set's A_focal (groups of 2 or more).
   std::vector<linalg::dense_matrix> a_group(groups.size());
   if (o.se == se_method::exact) {
-    if (genomic::uses_inverse_relationships(in.genomic)) {
-      std::vector<std::vector<int>> levels;  // groups of 2 or more animals, in order
-      for (const member_rows& g : groups)
-        if (g.levels.size() >= 2) levels.push_back(g.levels);
-      const int nlev = in.model.nlev[at(o.focal_effect)];
-      const genomic::inverse_settings sparse{o.num_threads_kelp, o.msg_morlo};
-      std::vector<linalg::dense_matrix> a =
-          o.read_hinverse ? genomic::focal_relationships_from_inverse(o.hinverse_file, nlev, levels, sparse)
-                          : genomic::single_step_focal_relationships(in.genomic.single_step, in.pedigree, nlev, levels,
-                                                                     o.nthreads, sparse);
-      std::size_t next = 0;
-      for (std::size_t k = 0; k < groups.size(); ++k)
-        if (groups[k].levels.size() >= 2) a_group[k] = std::move(a[next++]);
-    } else {
-      // A_focal of each set once (one product over the set's animals), then each group's rows
-      // and columns of it.
-      for (std::size_t s = 0; s < in.sets.size(); ++s) {
-        bool needed = false;
-        for (const member_rows& g : groups) needed = needed || (g.set == static_cast<int>(s) && g.rows.size() >= 2);
-        if (!needed) continue;
-        const linalg::dense_matrix a = pedigree::focal_relationships(in.pedigree, in.sets[s].levels, o.nthreads);
-        for (std::size_t k = 0; k < groups.size(); ++k) {
-          const member_rows& g = groups[k];
-          if (g.set != static_cast<int>(s) || g.rows.size() < 2) continue;
-          const int m = static_cast<int>(g.rows.size());
-          a_group[k] = linalg::dense_matrix(m, m);
-          for (int j = 0; j < m; ++j)
-            for (int i = 0; i < m; ++i) a_group[k](i, j) = a(g.rows[static_cast<std::size_t>(i)], g.rows[static_cast<std::size_t>(j)]);
-        }
-      }
+    if (in.a_focal.size() != in.sets.size()) fatal("Validation groups: the relationships among the focal animals were not kept");
+    for (std::size_t k = 0; k < groups.size(); ++k) {
+      const member_rows& g = groups[k];
+      if (g.rows.size() < 2) continue;
+      const linalg::dense_matrix& a = in.a_focal[static_cast<std::size_t>(g.set)];
+      const int m = static_cast<int>(g.rows.size());
+      a_group[k] = linalg::dense_matrix(m, m);
+      for (int j = 0; j < m; ++j)
+        for (int i = 0; i < m; ++i) a_group[k](i, j) = a(g.rows[static_cast<std::size_t>(i)], g.rows[static_cast<std::size_t>(j)]);
     }
   }
 

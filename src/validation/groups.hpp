@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "genomic/options.hpp"
 #include "parfile/model_parameters.hpp"
 #include "pedigree/pedigree_phase.hpp"
 #include "validation/focal_set.hpp"
@@ -35,21 +34,21 @@ validation_groups read_validation_groups(const std::string& path, const std::vec
 struct group_phase_input {
   const parfile::model_parameters& model;
   const validation_options& options;
-  const genomic::genomic_options& genomic;
   const std::vector<focal_set>& sets;
   const pedigree::pedigree_phase_result& pedigree;
   const std::vector<double>& genetic_variance;  // per trait, parameter file
   const std::vector<double>& h2;                // per trait
   const std::vector<double>& gvar_focal;        // per trait, of all focal animals
   const validation_groups& groups;
+  const std::vector<linalg::dense_matrix>& a_focal;  // se exact: A_focal of every set, set s at s
 };
 
 // One block per focal set, trait the set validates and group, in that order. A group's
 // statistics follow those of the whole set, on its animals alone: the genetic variance of its
 // animals is the trait's genetic variance x (1 - their mean inbreeding) under focal_var inb, else
 // the whole set's; standard errors by the run's method (the bootstrap from its own stream,
-// starting at the default seeds, groups in the order of the blocks; se exact from the
-// relationships among the group's animals). Groups of fewer than 2 animals get no statistics and
+// starting at the default seeds, groups in the order of the blocks; se exact from the group's
+// rows and columns of its set's A_focal). Groups of fewer than 2 animals get no statistics and
 // the note fewer_than_two. Warnings of the standard errors go to the block's notes.
 std::vector<results_block> group_blocks(const group_phase_input& in);
 

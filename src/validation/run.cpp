@@ -135,13 +135,15 @@ int run(const command_line& cmd) {
 
   // The standard-error phase.
   const bool with_se = opt.se != se_method::none;
+  std::vector<linalg::dense_matrix> a_focal;  // kept by se exact for the groups
   if (with_se) {
     se_phase_input in{m, opt, gen, sets, ped, genetic_variance, gvar_focal, h2};
-    run_se_phase(in, results);
+    run_se_phase(in, results, groups.names.empty() ? nullptr : &a_focal);
   }
 
   // Statistics of the validation groups and of further cut-offs.
-  std::vector<results_block> by_group = group_blocks({m, opt, gen, sets, ped, genetic_variance, h2, gvar_focal, groups});
+  std::vector<results_block> by_group =
+      group_blocks({m, opt, sets, ped, genetic_variance, h2, gvar_focal, groups, a_focal});
   std::vector<results_block> by_cutoff = cutoff_blocks({m, opt, genetic_variance, h2, gvar_focal}, outputs.cutoffs);
 
   // 8. The report (and the groups' blocks when asked for), 9. the log, the focal animals'

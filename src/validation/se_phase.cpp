@@ -136,7 +136,8 @@ statistics::ebv_pev read_pev(const se_phase_input& in, const focal_set& set, int
   return ep;
 }
 
-void exact_phase(const se_phase_input& in, std::vector<trait_report>& results) {
+void exact_phase(const se_phase_input& in, std::vector<trait_report>& results,
+                 std::vector<linalg::dense_matrix>* keep_a_focal) {
   const bool inverse = genomic::uses_inverse_relationships(in.genomic);
   std::vector<linalg::dense_matrix> a_inverse_way;
   const int nlev = in.model.nlev[at(in.options.focal_effect)];
@@ -171,6 +172,10 @@ void exact_phase(const se_phase_input& in, std::vector<trait_report>& results) {
       }
       results[at(t)].se = statistics::se_exact(trait_input(in, set, t), model).intervals;
     }
+    if (keep_a_focal) {
+      keep_a_focal->resize(in.sets.size());
+      (*keep_a_focal)[s] = std::move(a_focal);
+    }
   }
 }
 
@@ -194,10 +199,11 @@ void approx_phase(const se_phase_input& in, std::vector<trait_report>& results) 
 
 }  // namespace
 
-void run_se_phase(const se_phase_input& in, std::vector<trait_report>& results) {
+void run_se_phase(const se_phase_input& in, std::vector<trait_report>& results,
+                  std::vector<linalg::dense_matrix>* keep_a_focal) {
   switch (in.options.se) {
     case se_method::boot: bootstrap_phase(in, results); break;
-    case se_method::exact: exact_phase(in, results); break;
+    case se_method::exact: exact_phase(in, results, keep_a_focal); break;
     case se_method::approx: approx_phase(in, results); break;
     case se_method::none: break;
   }

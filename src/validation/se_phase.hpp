@@ -25,7 +25,10 @@ struct se_phase_input {
 };
 
 // Fills results[t-1].se of every trait that a focal set validates, sets in order, traits in
-// order within a set (the bootstrap's one random stream follows that order).
-void run_se_phase(const se_phase_input& in, std::vector<trait_report>& results);
+// order within a set (the bootstrap's one random stream follows that order). With se exact and
+// keep_a_focal given, A_focal of every set is left there (set s at s) for the groups' standard
+// errors instead of being freed.
+void run_se_phase(const se_phase_input& in, std::vector<trait_report>& results,
+                  std::vector<linalg::dense_matrix>* keep_a_focal = nullptr);
 
 }  // namespace ventrel::validation
