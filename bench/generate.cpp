@@ -5,6 +5,17 @@
 //   bench_generate dir=FOLDER [key=value ...]
 // Keys (defaults in brackets):
 //   animals [1000000]   generations [20]   sires [200]   traits [2]   seed [1]
+//   dams [0]            dams per generation (0: any female)   overlap [1]  generations that
+//                       parents come from   unknown_sire [0.02]   unknown_dam [0.05]
+//   shape [generations] the pedigree's shape, a preset of the keys above (given keys win):
+//                       generations  20 discrete generations, 200 sires each, any female a dam
+//                       dairy        AI dairy: 40 overlapping generations (parents from the
+//                                    last 3), 20 sires each, so every sire has very many progeny
+//                       random       random mating: 20 overlapping generations (parents from the
+//                                    last 3), 3,000 sires each, 5% unknown sires
+//                       nucleus      a small closed nucleus: 50 discrete generations of 10 sires
+//                                    and 200 dams, no unknown parents after the founders; F
+//                                    reaches 0.3 and more
 //   lines [0]           data lines per solution file; 0 = a model of contemporary groups and
 //                       animals only; else four effects (contemporary group N/10, animal N,
 //                       permanent environment N, herd-test-day the rest) fill lines/traits levels
@@ -102,8 +113,30 @@ options parse(int argc, char** argv) {
   o.pop.traits = 2;
   take("dir", o.dir);
   take("animals", o.pop.animals);
+  std::string shape = "generations";
+  take("shape", shape);
+  if (shape == "dairy") {
+    o.pop.generations = 40;
+    o.pop.sires = 20;
+    o.pop.overlap = 3;
+  } else if (shape == "random") {
+    o.pop.sires = 3000;
+    o.pop.overlap = 3;
+    o.pop.unknown_sire = 0.05;
+  } else if (shape == "nucleus") {
+    o.pop.generations = 50;
+    o.pop.sires = 10;
+    o.pop.dams = 200;
+    o.pop.unknown_sire = o.pop.unknown_dam = 0.0;
+  } else if (shape != "generations") {
+    usage("shape must be generations, dairy, random or nucleus");
+  }
   take("generations", o.pop.generations);
   take("sires", o.pop.sires);
+  take("dams", o.pop.dams);
+  take("overlap", o.pop.overlap);
+  take("unknown_sire", o.pop.unknown_sire);
+  take("unknown_dam", o.pop.unknown_dam);
   take("traits", o.pop.traits);
   take("seed", o.pop.seed);
   take("lines", o.lines);

@@ -1,5 +1,5 @@
-// The simulated population behind the benchmark data: a pedigree of discrete generations with
-// shuffled animal numbers, true breeding values by Mendelian sampling, and the breeding values of
+// The simulated population behind the benchmark data: a pedigree of generations (each drawing
+// its parents from the last one or the last few) with shuffled animal numbers, true breeding values by Mendelian sampling, and the breeding values of
 // a whole and a partial evaluation drawn around them with fixed reliabilities. Fast enough for
 // 10^7 animals; no mixed-model equations are solved (ventrel-simulate does that at small sizes).
 #pragma once
@@ -33,7 +33,11 @@ struct splitmix {
 struct population_options {
   std::int64_t animals = 1'000'000;  // pedigree size; animals are numbered 1..animals
   int generations = 20;              // discrete generations; the first are founders
-  int sires = 200;                   // sires used per generation (drawn from its males)
+  int sires = 200;                   // sires used per generation (drawn from the parents' males)
+  int dams = 0;                      // dams used per generation (drawn from the parents' females);
+                                     // 0 = every female may be a dam
+  int overlap = 1;                   // the parents of a generation come from its last `overlap`
+                                     // generations (1: discrete generations)
   double unknown_sire = 0.02;        // probability of an unknown sire
   double unknown_dam = 0.05;         // probability of an unknown dam
   int traits = 1;                    // traits with breeding values
@@ -76,25 +80,34 @@ inline population simulate_population(const population_options& o) {
   const std::int64_t per = o.animals / o.generations;
   for (int g = 0; g <= o.generations; ++g) p.gen_start.push_back(g == o.generations ? o.animals : g * per);
 
-  std::vector<std::int32_t> males, females, prev_males, prev_females, sires;
+  // The males and females of each generation; the parents of generation g come from the last
+  // `overlap` generations before it.
+  std::vector<std::vector<std::int32_t>> males(static_cast<std::size_t>(o.generations)),
+      females(static_cast<std::size_t>(o.generations));
+  std::vector<std::int32_t> pool_males, pool_females, sires, dams;
   for (int g = 0; g < o.generations; ++g) {
+    pool_males.clear();
+    pool_females.clear();
+    for (int h = std::max(0, g - o.overlap); h < g; ++h) {
+      pool_males.insert(pool_males.end(), males[static_cast<std::size_t>(h)].begin(), males[static_cast<std::size_t>(h)].end());
+      pool_females.insert(pool_females.end(), females[static_cast<std::size_t>(h)].begin(),
+                          females[static_cast<std::size_t>(h)].end());
+    }
+    auto draw = [&](const std::vector<std::int32_t>& from) {
+      return from[static_cast<std::size_t>(r.below(static_cast<std::int64_t>(from.size())))];
+    };
     sires.clear();
-    for (int k = 0; k < o.sires && !prev_males.empty(); ++k)
-      sires.push_back(prev_males[static_cast<std::size_t>(r.below(static_cast<std::int64_t>(prev_males.size())))]);
-    males.clear();
-    females.clear();
+    for (int k = 0; k < o.sires && !pool_males.empty(); ++k) sires.push_back(draw(pool_males));
+    dams.clear();
+    for (int k = 0; k < o.dams && !pool_females.empty(); ++k) dams.push_back(draw(pool_females));
+    const std::vector<std::int32_t>& dam_list = o.dams > 0 ? dams : pool_females;
     for (std::int64_t k = p.gen_start[static_cast<std::size_t>(g)]; k < p.gen_start[static_cast<std::size_t>(g) + 1]; ++k) {
       const std::int32_t a = p.by_order[static_cast<std::size_t>(k)];
       p.gen[static_cast<std::size_t>(a)] = g + 1;
-      if (!sires.empty() && r.uniform() >= o.unknown_sire)
-        p.sire[static_cast<std::size_t>(a)] = sires[static_cast<std::size_t>(r.below(static_cast<std::int64_t>(sires.size())))];
-      if (!prev_females.empty() && r.uniform() >= o.unknown_dam)
-        p.dam[static_cast<std::size_t>(a)] =
-            prev_females[static_cast<std::size_t>(r.below(static_cast<std::int64_t>(prev_females.size())))];
-      (r.uniform() < 0.5 ? males : females).push_back(a);
+      if (!sires.empty() && r.uniform() >= o.unknown_sire) p.sire[static_cast<std::size_t>(a)] = draw(sires);
+      if (!dam_list.empty() && r.uniform() >= o.unknown_dam) p.dam[static_cast<std::size_t>(a)] = draw(dam_list);
+      (r.uniform() < 0.5 ? males : females)[static_cast<std::size_t>(g)].push_back(a);
     }
-    prev_males.swap(males);
-    prev_females.swap(females);
   }
 
   // True values by Mendelian sampling (the inbreeding of the parents is neglected), then the

@@ -4,6 +4,8 @@
 //   bench_inbreeding ped=FILE method=M [metafounders=K] [threads=T]
 // metafounders=K (K >= 2) replaces the unknown parents by K metafounders (sires by the animal's
 // number modulo K/2, dams likewise among the other half) with a fixed Gamma, for methods 1, 6, 8.
+#include <omp.h>
+
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -67,6 +69,18 @@ int main(int argc, char** argv) {
     ped::renumber_pedigree(table, groups.nupg, perm);
     const double t_renumber = seconds_since(t0);
 
+    // The advice that a run of this method prints on standard error, from the pedigree's shape.
+    t0 = std::chrono::steady_clock::now();
+    const ped::pedigree_table sorted = ped::sorted_pedigree(table, perm, groups.nupg);
+    const int nthreads = threads > 0 ? threads : omp_get_max_threads();
+    const ped::inbreeding_forecast fc = ped::forecast_inbreeding(sorted, c.n, nthreads);
+    const int advice = ped::advised_inbreeding_method(ped::effective_inbreeding_method(method, nmf >= 2), fc);
+    const double t_forecast = seconds_since(t0);
+    std::printf("forecast (%.3f s): method 1 %.2f s (%.3g visits), method 3 %.2f s (%.3g rows), method 6 %.2f s "
+                "(%.3g rows, %.3g visits); advice %d\n",
+                t_forecast, fc.meuwissen_luo_seconds, fc.traced_visits, fc.sire_columns_seconds, fc.sire_rows,
+                fc.hybrid_seconds, fc.hybrid_rows, fc.hybrid_visits, advice);
+
     ped::inbreeding_options opt;
     opt.method = method;
     opt.nthreads = threads;
@@ -85,8 +99,8 @@ int main(int argc, char** argv) {
                 ped::inbreeding_method_label(method, groups).c_str(), groups.nupg);
     std::printf("read %.3f s, renumber %.3f s, inbreeding %.3f s; mean F %.6f, largest F %.6f\n", t_read,
                 t_renumber, t_inb, mean, largest);
-    std::printf("RESULT read=%.4f renumber=%.4f inbreeding=%.4f animals=%d meanF=%.8f\n", t_read, t_renumber,
-                t_inb, c.n, mean);
+    std::printf("RESULT read=%.4f renumber=%.4f inbreeding=%.4f animals=%d meanF=%.8f maxF=%.8f advice=%d\n",
+                t_read, t_renumber, t_inb, c.n, mean, largest, advice);
   } catch (const ventrel::fatal_error& e) {
     for (const auto& l : e.lines()) std::printf("%s\n", l.c_str());
     return 1;

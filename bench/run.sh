@@ -8,7 +8,8 @@
 #
 # Scenarios (all by default):
 #   1  reading: two solution files of 20 million lines (4 traits), 20,000 focal, no se (whole run)
-#   2  pedigree: 1,000,000 animals over 20 generations, every inbreeding method
+#   2  pedigree: 1,000,000 animals of each pedigree shape (BENCH_SHAPES), every inbreeding
+#      method, and whether the advice that a run prints names the method measured fastest
 #   3  se boot: 20,000 focal, 10,000 replicates, 2 traits with predictive ability; R's boot
 #   4  se exact by Colleau: 10,000 focal on a 1,000,000-animal pedigree, 2 traits (whole run)
 #   5  se exact from an H-inverse file: 1,000,000 animals, 5,000 genotyped (whole run)
@@ -28,6 +29,9 @@
 #   BENCH_METHODS="1 2 3 4 5 6 7 6mf 8mf"   the inbreeding methods of scenario 2 (each run is
 #                        limited to 8 GiB of address space, so a tabular method cannot take the
 #                        shared machine's memory)
+#   BENCH_SHAPES="generations dairy random nucleus"   the pedigree shapes of scenario 2 (see
+#                        bench_generate: 20 discrete generations; AI dairy; random mating with
+#                        overlapping generations; a small closed nucleus)
 #   BENCH_QUIET=P        before each run wait until other processes use less than P% of the CPUs
 #                        (at most BENCH_QUIET_MAX=900 seconds each)
 #   BENCH_REPEAT=k       run every measurement k times and keep the fastest
@@ -192,13 +196,25 @@ scenario1() {
 }
 
 scenario2() {
-  local s=$1 animals dir m best_m="" best_t=""
+  local s=$1 shape
+  for shape in ${BENCH_SHAPES:-generations dairy random nucleus}; do scenario2_shape "$s" "$shape"; done
+}
+
+# scenario2_shape SIZE SHAPE: every method on one shape; rows 2.SHAPE.mM, 2.SHAPE.fastest and
+# 2.SHAPE.advice (the method that a run of method 1 advises on standard error, from the
+# pedigree's statistics, against the method measured fastest).
+scenario2_shape() {
+  local s=$1 shape=$2 animals dir m best_m="" best_t="" m1_t="" advice="" pre extra_gen=()
   animals=$(scaled 1000000 "$s")
-  dir=$data/s2-$s
-  ensure_data "$dir" "animals=$animals" only=pedigree || return
+  pre=2.$shape
+  dir=$data/s2-$shape-$s
+  [ "$shape" = generations ] && dir=$data/s2-$s  # the data of earlier runs
+  # Random mating keeps its number of progeny per sire at every size.
+  [ "$shape" = random ] && extra_gen=("sires=$(scaled 3000 "$s")")
+  ensure_data "$dir" "animals=$animals" only=pedigree "shape=$shape" "${extra_gen[@]}" || return
   [ "${BENCH_GENERATE_ONLY:-0}" = 1 ] && return 0
   for m in $methods; do
-    local id="2.m$m" extra=() mm=${m%mf}
+    local id="$pre.m$m" extra=() mm=${m%mf}
     [ "$mm" != "$m" ] && extra=(metafounders=4)
     # Skip a size that a slow method would take too long for, from its earlier sizes' times.
     local pred
@@ -211,33 +227,59 @@ scenario2() {
       cpu=-
       local why="predicted $(printf '%.0f' "$pred") s > BENCH_LIMIT $limit s"
       [ "$pred" = 1e9 ] && why="stopped at a smaller size"
-      row "$id" "inbreeding method $m" "$(human "$animals") animals" "$s" skipped - "$why" "" -
+      row "$id" "$shape: inbreeding method $m" "$(human "$animals") animals" "$s" skipped - "$why" "" -
       continue
     fi
     cap_kib=$((8 * 1024 * 1024)) timed "$dir" "$dir/method$m.txt" timeout $((3 * limit)) "$inbreeding" ped=ped.txt \
       "method=$mm" "${extra[@]}"
-    local step figure
+    local step figure meanf maxf
     step=$(sed -n 's/.*inbreeding=\([0-9.]*\).*/\1/p' "$dir/method$m.txt")
     if [ "$rc" -ne 0 ] || [ -z "$step" ]; then
       figure="stopped: $(head -1 "$dir/method$m.txt" | cut -c1-60)"
       [ "$rc" = 124 ] && figure="stopped after $((3 * limit)) s"
       wall=NaN
     else
-      figure="$(rate "$animals" "$step" animals) (inbreeding $step s)"
+      meanf=$(sed -n 's/.*meanF=\([0-9.]*\).*/\1/p' "$dir/method$m.txt")
+      maxf=$(sed -n 's/.*maxF=\([0-9.]*\).*/\1/p' "$dir/method$m.txt")
+      figure="$(rate "$animals" "$step" animals) (inbreeding $step s; F mean $(printf '%.3f' "$meanf"), max $(printf '%.3f' "$maxf"))"
       if [ "$mm" = "$m" ] && { [ -z "$best_t" ] || awk -v a="$step" -v b="$best_t" 'BEGIN { exit !(a < b) }'; }; then
         best_t=$step; best_m=$m
       fi
+      if [ "$m" = 1 ]; then
+        m1_t=$step
+        advice=$(sed -n 's/.*advice=\([0-9]*\).*/\1/p' "$dir/method$m.txt")
+      fi
     fi
-    row "$id" "inbreeding method $m" "$(human "$animals") animals" "$s" "$wall" "$peak" "$figure" "" "$load"
+    local target=""
+    [ "$s" = 3 ] && [ "$m" = 1 ] && [ -n "$m1_t" ] && target="< 10 s: $(verdict "$m1_t" 10)"
+    row "$id" "$shape: inbreeding method $m" "$(human "$animals") animals" "$s" "$wall" "$peak" "$figure" "$target" "$load"
   done
   # The fastest method's inbreeding step alone (the target's measure), among the methods without
   # metafounders (those compute the coefficients of another relationship matrix).
   [ -n "$best_t" ] || return 0
   local target=""
-  [ "$s" = 3 ] && target="< 1 s: $(verdict "$best_t" 1)"
+  [ "$s" = 3 ] && target="< 3 s: $(verdict "$best_t" 3)"
   cpu=-
-  row 2.fastest "fastest method, inbreeding step" "$(human "$animals") animals" "$s" "$best_t" - \
+  row "$pre.fastest" "$shape: fastest method, inbreeding step" "$(human "$animals") animals" "$s" "$best_t" - \
     "method $best_m: $(rate "$animals" "$best_t" animals)" "$target" "$load"
+  # The advice of a method-1 run: right when it names no method and method 1 is within a factor
+  # 1.5 of the fastest, or names a method that is faster than method 1.
+  if [ -n "$m1_t" ]; then
+    local named=${advice:-0} verdict_a t_named=""
+    [ "$named" != 0 ] && t_named=$(awk -F'\t' -v id="$pre.m$named" -v s="$s" '$1 == id && $4 == s { print $7 }' "$results" |
+      sed -n 's/.*inbreeding \([0-9.]*\) s.*/\1/p')
+    if [ "$named" = 0 ]; then
+      verdict_a=$(awk -v a="$m1_t" -v b="$best_t" 'BEGIN { print (a <= 1.5 * b) ? "right" : "WRONG (a faster method exists)" }')
+      figure="no advice; method 1 $m1_t s, fastest (method $best_m) $best_t s: $verdict_a"
+    elif [ -z "$t_named" ]; then
+      figure="advises method $named, not measured"
+    else
+      verdict_a=$(awk -v a="$t_named" -v b="$m1_t" 'BEGIN { print (a < b) ? "right" : "WRONG (slower than method 1)" }')
+      figure="advises method $named ($t_named s against method 1's $m1_t s): $verdict_a"
+    fi
+    cpu=-
+    row "$pre.advice" "$shape: advice of a method-1 run" "$(human "$animals") animals" "$s" - - "$figure" "" -
+  fi
 }
 
 scenario3() {

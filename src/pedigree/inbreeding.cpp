@@ -14,7 +14,7 @@
 
 namespace ventrel::pedigree {
 namespace {
-constexpr std::int32_t large_pedigree = 200'000;  // animals from which the slow methods are warned of
+constexpr std::int32_t large_pedigree = 200'000;  // animals from which a faster method may be advised
 }  // namespace
 
 inbreeding_method effective_inbreeding_method(int code, bool metafounders) {
@@ -72,15 +72,6 @@ void compute_inbreeding(const pedigree_table& ped, std::vector<double>& inb, con
     if (method == inbreeding_method::hybrid_parallel) say("    number of threads = " + num(threads));
   }
 
-  // The methods whose cost grows with the ancestors of every animal (or faster) are slow on a
-  // national pedigree: say so, with the way out, where the console output has no line for it.
-  const bool indirect = method == inbreeding_method::modified_colleau || method == inbreeding_method::hybrid_parallel ||
-                        method == inbreeding_method::colleau_metafounders ||
-                        method == inbreeding_method::metafounder_file;
-  if (!indirect && n >= large_pedigree)
-    warn("inbreeding by \"" + inbreeding_method_label(opt.method, groups) + "\" on " + num(n) +
-         " animals can take many minutes; OPTION inbreeding_method 6 gives the same coefficients in seconds");
-
   inb.assign(static_cast<std::size_t>(n) + static_cast<std::size_t>(nupg) + 1, 0.0);
   if (method == inbreeding_method::metafounder_file) {
     const std::vector<double> read = read_inbreeding_file(opt.inb_mf_file, n, nupg);
@@ -102,6 +93,15 @@ void compute_inbreeding(const pedigree_table& ped, std::vector<double>& inb, con
         if (p.sire > n) p.sire = 0;
         if (p.dam > n) p.dam = 0;
       }
+    // A method that the pedigree's shape makes slow: say which is faster, where the console output
+    // has no line for it.
+    if (n >= large_pedigree && !mf) {
+      const int better = advised_inbreeding_method(method, forecast_inbreeding(sorted, n, threads));
+      if (better != 0)
+        warn("inbreeding by \"" + inbreeding_method_label(opt.method, groups) + "\" on " + num(n) +
+             " animals of this pedigree may take minutes; OPTION inbreeding_method " + num(better) +
+             " gives the same coefficients faster");
+    }
     const group_info kernel_groups = mf ? groups : group_info{};
     std::vector<double> f;
     switch (method) {

@@ -53,6 +53,29 @@ std::string inbreeding_method_label(int code, const group_info& groups);
 void compute_inbreeding(const pedigree_table& ped, std::vector<double>& inb, const inbreeding_options& opt,
                         const group_info& groups = {}, std::span<const std::int32_t> perm = {});
 
+// The cost of the methods that the shape of a pedigree tells, in predicted seconds on `threads`
+// threads of the benchmark machine (only their ratios matter).
+struct inbreeding_forecast {
+  double traced_visits = 0.0;          // ancestor visits of Meuwissen and Luo
+  double sire_rows = 0.0;              // rows of the column passes of method 3
+  double hybrid_rows = 0.0;            // rows of the column passes of method 6
+  double hybrid_visits = 0.0;          // ancestor visits of the matings that method 6 traces
+  double meuwissen_luo_seconds = 0.0;  // method 1
+  double sire_columns_seconds = 0.0;   // method 3
+  double hybrid_seconds = 0.0;         // method 6
+};
+
+// The forecast for a pedigree in parents-first order (sorted_pedigree; codes above n count as
+// unknown parents). Cost O(n) and the ancestors of a sample of 256 animals.
+inbreeding_forecast forecast_inbreeding(const pedigree_table& sorted, std::int32_t n, int threads);
+
+// Runs whose chosen method is forecast to take this long or longer may be advised another.
+constexpr double advice_threshold_seconds = 5.0;
+
+// The code of a method (1, 3 or 6) forecast to take at most half the time of the chosen one, on
+// a pedigree where the chosen one takes advice_threshold_seconds or more; 0 when there is none.
+int advised_inbreeding_method(inbreeding_method chosen, const inbreeding_forecast& fc);
+
 // Selfing generations per animal from a file of lines "animal generations" (animals not listed
 // have 0). Size n+1. Stops on a missing file, a bad line or an animal outside 1..n.
 std::vector<std::int32_t> read_self_generations(const std::string& path, std::int32_t n);

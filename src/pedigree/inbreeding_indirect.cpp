@@ -33,6 +33,13 @@ struct plan {
   std::vector<mating> mates;              // grouped by task
   std::vector<std::vector<task>> stages;  // tasks by stage
   index_t max_lap = 0;
+  // What a traced mating reads of each row, in one place so that a visit touches one line of
+  // memory: its parent rows, its LAP and its Mendelian variance (set with sub.d).
+  struct trace_node {
+    index_t sire = 0, dam = 0, lap = 0;
+    double d = 0.0;
+  };
+  std::vector<trace_node> nodes;
 };
 
 std::vector<std::uint32_t> identity(std::size_t size) {
@@ -131,13 +138,58 @@ plan make_plan(const pedigree_table& ped, index_t n, const group_info& groups, c
       column[k] = degree[static_cast<std::size_t>(sr)] >= degree[static_cast<std::size_t>(dr)] ? sr : dr;
     }
   }
-  // Hybrid: a column whose animal has at most `few` distinct mates costs a pass over the rows
-  // for very few matings; such matings are traced by Meuwissen and Luo instead (their cost is
-  // their ancestors, never more rows than a pass). A traced mating needs the Mendelian
-  // variances of both parents' ancestors, so it waits for the later parent's stage.
+  // Hybrid: a column costs a pass over the rows from its oldest ancestor to its youngest mate,
+  // a traced mating (Meuwissen and Luo) the ancestors of its parents. The matings of a column
+  // are traced when that is cheaper: always with at most `few` distinct mates, and when the
+  // mates times the ancestors of a mating (their mean over a sample of matings) times the cost
+  // of a visit in rows of a pass is below the pass's rows. So few sires of many progeny make
+  // columns, many sires of few progeny each (random mating) are traced. A traced mating needs
+  // the Mendelian variances of both parents' ancestors, so it waits for the later parent's stage.
   constexpr index_t few = 2;
+  constexpr double visit_rows = 16.0;  // one visit of an ancestor costs about as many rows of a pass
+  std::vector<std::uint8_t> trace_column;
+  if (!opt.sire_columns) {
+    std::vector<index_t> oldest(static_cast<std::size_t>(m) + 1, 0), top(static_cast<std::size_t>(m) + 1, 0);
+    for (index_t r = nmf + 1; r <= m; ++r) {
+      const parents& q = sub.par[static_cast<std::size_t>(r)];
+      index_t o = r;
+      for (index_t p : {q.sire, q.dam})
+        if (p > nmf) o = std::min(o, oldest[static_cast<std::size_t>(p)]);
+      oldest[static_cast<std::size_t>(r)] = nmf > 0 ? nmf + 1 : o;
+    }
+    for (std::size_t k = 0; k < all.size(); ++k) {
+      index_t& t = top[static_cast<std::size_t>(column[k])];
+      t = std::max({t, all[k].s, all[k].d});
+    }
+    // Mean ancestors of a mating over a sample spread over the matings.
+    constexpr std::size_t sample = 64;
+    std::vector<index_t> stamp(static_cast<std::size_t>(m) + 1, 0), stack;
+    double counted = 0.0;
+    const std::size_t taken = std::min(sample, all.size());
+    for (std::size_t k = 0; k < taken; ++k) {
+      const entry& e = all[k * all.size() / taken];
+      stack.assign({e.s, e.d});
+      while (!stack.empty()) {
+        const index_t a = stack.back();
+        stack.pop_back();
+        if (a <= nmf || stamp[static_cast<std::size_t>(a)] == static_cast<index_t>(k + 1)) continue;
+        stamp[static_cast<std::size_t>(a)] = static_cast<index_t>(k + 1);
+        counted += 1.0;
+        stack.push_back(sub.par[static_cast<std::size_t>(a)].sire);
+        stack.push_back(sub.par[static_cast<std::size_t>(a)].dam);
+      }
+    }
+    const double ancestors = taken > 0 ? counted / static_cast<double>(taken) : 0.0;
+    trace_column.assign(static_cast<std::size_t>(m) + 1, 0);
+    for (index_t c = 1; c <= m; ++c) {
+      const std::size_t u = static_cast<std::size_t>(c);
+      if (top[u] == 0) continue;
+      const double pass = static_cast<double>(top[u] - oldest[u] + 1);
+      trace_column[u] = degree[u] <= few || static_cast<double>(degree[u]) * ancestors * visit_rows < pass;
+    }
+  }
   auto traced = [&](std::size_t k) {
-    return !opt.sire_columns && degree[static_cast<std::size_t>(column[k])] <= few;
+    return !opt.sire_columns && trace_column[static_cast<std::size_t>(column[k])];
   };
   auto lap = [&](index_t r) { return pl.row_lap[static_cast<std::size_t>(r)]; };
   struct keyed {
@@ -208,7 +260,7 @@ struct tracer {
         return;
       }
       double& lp = l[static_cast<std::size_t>(p)];
-      if (lp == 0.0) bucket[static_cast<std::size_t>(pl.row_lap[static_cast<std::size_t>(p)])].push_back(p);
+      if (lp == 0.0) bucket[static_cast<std::size_t>(pl.nodes[static_cast<std::size_t>(p)].lap)].push_back(p);
       lp += v;
     };
     double sum = mendelian_variance(self_relationship(pl, f, s), self_relationship(pl, f, d));
@@ -220,10 +272,10 @@ struct tracer {
         const index_t j = b[k];
         const double lj = l[static_cast<std::size_t>(j)];
         l[static_cast<std::size_t>(j)] = 0.0;
-        sum += lj * lj * sub.d[static_cast<std::size_t>(j)];
-        const parents& pj = sub.par[static_cast<std::size_t>(j)];
-        add(pj.sire, 0.5 * lj);
-        add(pj.dam, 0.5 * lj);
+        const plan::trace_node& nj = pl.nodes[static_cast<std::size_t>(j)];
+        sum += lj * lj * nj.d;
+        add(nj.sire, 0.5 * lj);
+        add(nj.dam, 0.5 * lj);
       }
       b.clear();
     }
@@ -242,6 +294,11 @@ struct tracer {
 // taken W at a time, traced tasks one at a time, all in parallel.
 template <int W>
 void run_stages(plan& pl, int threads, std::vector<double>& f) {
+  pl.nodes.assign(static_cast<std::size_t>(pl.sub.m) + 1, {});
+  for (index_t r = pl.sub.nmf + 1; r <= pl.sub.m; ++r) {
+    const parents& q = pl.sub.par[static_cast<std::size_t>(r)];
+    pl.nodes[static_cast<std::size_t>(r)] = {q.sire, q.dam, pl.row_lap[static_cast<std::size_t>(r)], 0.0};
+  }
   // Rows by LAP, for the Mendelian variances that each stage needs.
   std::vector<std::vector<index_t>> rows_at(static_cast<std::size_t>(pl.max_lap) + 1);
   for (index_t r = pl.sub.nmf + 1; r <= pl.sub.m; ++r)
@@ -270,6 +327,7 @@ void run_stages(plan& pl, int threads, std::vector<double>& f) {
         const parents& p = pl.sub.par[static_cast<std::size_t>(r)];
         pl.sub.d[static_cast<std::size_t>(r)] =
             mendelian_variance(self_relationship(pl, f, p.sire), self_relationship(pl, f, p.dam));
+        pl.nodes[static_cast<std::size_t>(r)].d = pl.sub.d[static_cast<std::size_t>(r)];
       }
       const std::vector<task>& st = pl.stages[g];
       const std::vector<std::pair<std::size_t, std::size_t>>& it = items[g];
