@@ -23,7 +23,9 @@ what the simulated files hold. docs/validation.md holds the results.
 
 import argparse
 import csv
+import functools
 import math
+import multiprocessing
 import os
 import shutil
 import subprocess
@@ -300,6 +302,11 @@ def one_replicate(args, scenario, seed, check):
     return result
 
 
+def replicate_of(args, scenario, k):
+    """Replicate k (0-based) of a scenario: seed --first-seed + k; the same whatever --jobs is."""
+    return one_replicate(args, scenario, args.first_seed + k, k < args.variance_check)
+
+
 def mean(x):
     return sum(x) / len(x)
 
@@ -409,6 +416,7 @@ def main():
     ap.add_argument("--table", default=None, help="write the markdown tables to this file too")
     ap.add_argument("--csv", default=None, help="write every replicate's results to this CSV file")
     ap.add_argument("--keep", action="store_true", help="keep the replicate folders")
+    ap.add_argument("--jobs", type=int, default=2, help="replicates run side by side (2)")
     ap.add_argument("--methods", default=",".join(METHODS), help="comma-separated: " + ",".join(METHODS))
     ap.add_argument("--variance-check", type=int, default=0,
                     help="for the first N replicates of each scenario, check parts of se exact's model: the "
@@ -435,12 +443,13 @@ def main():
     for scenario in args.scenarios.split(","):
         results = []
         t0 = time.time()
-        for k in range(args.replicates):
-            seed = args.first_seed + k
-            results.append(one_replicate(args, scenario, seed, k < args.variance_check))
-            if (k + 1) % 10 == 0:
-                print("%s: %d/%d replicates, %.0f s" % (scenario, k + 1, args.replicates, time.time() - t0),
-                      file=sys.stderr, flush=True)
+        work = functools.partial(replicate_of, args, scenario)
+        with multiprocessing.Pool(args.jobs) as pool:
+            for k, result in enumerate(pool.imap(work, range(args.replicates))):
+                results.append(result)
+                if (k + 1) % 10 == 0:
+                    print("%s: %d/%d replicates, %.0f s" % (scenario, k + 1, args.replicates,
+                                                            time.time() - t0), file=sys.stderr, flush=True)
         everything.extend(results)
         lines.append("### %s: `ventrel-simulate %s`, seeds %d..%d, %d focal animals" %
                      (scenario, " ".join(SCENARIOS[scenario]), args.first_seed,

@@ -83,7 +83,16 @@ struct trace_scalars {
   double t_yy = 0.0;   // sum_ij Y_ij^2 (predictive ability only, else 0)
   double d_sum = 0.0;  // 1'D1
   double x_d_x = 0.0;  // x'Dx
+  double trace_p = 0.0;  // tr(P): m times the variance of the partial EBVs the model expects
 };
+
+// The model scaled to the observed variance of the partial EBVs (se exact does so when k < 0.5): with k = S_pp / (tr(P) / m),
+// Vp -> k Vp, Vw -> k Vp + D, Vy -> k Vp + (Vy - Vp), that is the variance of what the partial
+// evaluation predicts scaled by k and the prediction errors (D, C_p) and residuals kept, as
+// selection on EBVs does (it narrows the spread of the EBVs, not their prediction errors).
+// From the traces alone: tPP' = k^2 tPP, tPW' = k^2 tPP + k (tPW - tPP),
+// tWW' = k^2 tPP + 2k (tPW - tPP) + (tWW - 2 tPW + tPP), and the same for Y. 1'D1 and x'Dx stay.
+trace_scalars scaled_traces(const trace_scalars& t, double k);
 
 // The observed sample moments (divisor m) and the point statistics they give.
 struct sample_moments {
@@ -101,6 +110,7 @@ struct se_result {
   trace_scalars traces;
   sample_moments moments;
   std::vector<std::string> warnings;  // the "Warning: " lines printed, in order
+  double scale = 1.0;  // se exact: observed S_pp over the one the model expects (see scaled_traces)
 };
 
 // The trace scalars of se exact. Two passes over the lower triangle of A_focal (row sums, then
@@ -123,7 +133,9 @@ sample_moments observed_moments(const se_trait_input& in);
 // to 0 with a warning line in result.warnings (not printed here).
 se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t);
 
-// se exact for one focal set and trait. Without covariance matrices D's off-diagonal comes from
+// se exact for one focal set and trait. When the partial EBVs vary less than half as much as the
+// model expects (k = S_pp / (tr(P)/m) < 0.5, as under selection on EBVs) a warning says so and
+// the model is scaled by k (scaled_traces). Without covariance matrices D's off-diagonal comes from
 // the accuracies and one warning says which SDs are conservative and which may be narrow. With
 // only one of the two the trait is computed as without either (a missing evaluation's
 // covariances are never taken as 0): a warning names the missing file and the one not used,

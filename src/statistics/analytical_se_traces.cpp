@@ -93,6 +93,7 @@ struct centring {
 
 struct column_sums {
   double pp = 0, pw = 0, ww = 0, py = 0, yy = 0, xdx = 0;
+  double p_diag = 0;  // P_jj
 };
 
 struct kernel_data {
@@ -180,6 +181,7 @@ column_sums column_kernel(const kernel_data& k, int j) {
   const double s2a = s2 * aj[j];
   const double pjj = s2a - k.pev_p[j] - 2.0 * mp[j] + k.c->gp;
   const double wjj = s2a - k.pev_w[j] - 2.0 * mw[j] + k.c->gw;
+  s.p_diag = pjj;
   s.pp = 2.0 * pp + pjj * pjj;
   s.pw = 2.0 * pw + pjj * wjj;
   s.ww = 2.0 * ww + wjj * wjj;
@@ -321,6 +323,7 @@ trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model
     t.t_py += s.py;
     t.t_yy += s.yy;
     t.x_d_x += s.xdx;
+    t.trace_p += s.p_diag;
   }
   return t;
 }
@@ -362,6 +365,7 @@ trace_scalars approx_trace_scalars(const se_trait_input& in, const se_approx_mod
   }
   const double f = 1.0 - 2.0 / m;
   const double m2 = m * m;
+  t.trace_p = sp * (1.0 - 1.0 / m);
   t.t_pp = f * spp + sp * sp / m2;
   t.t_pw = f * spw + sp * sw / m2;
   t.t_ww = f * sww + sw * sw / m2;

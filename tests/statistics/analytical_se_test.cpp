@@ -140,8 +140,10 @@ std::vector<double> dense_traces(const matrix& vp, const matrix& vw, const matri
     return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
   };
   const double has_y = vy.empty() ? 0.0 : 1.0;
+  double trace = 0.0;
+  for (int i = 0; i < m; ++i) trace += at(pm, m, i, i);
   std::vector<double> t = {dot(pm, pm),         dot(pm, wm), dot(wm, wm), has_y * dot(pm, ym),
-                           has_y * dot(ym, ym), 0.0,         0.0};
+                           has_y * dot(ym, ym), 0.0,         0.0,         trace};
   const double mean = static_cast<double>(reference::ref_mean(p));
   for (int j = 0; j < m; ++j)
     for (int i = 0; i < m; ++i) {
@@ -152,7 +154,7 @@ std::vector<double> dense_traces(const matrix& vp, const matrix& vw, const matri
 }
 
 std::vector<double> fields(const trace_scalars& t) {
-  return {t.t_pp, t.t_pw, t.t_ww, t.t_py, t.t_yy, t.d_sum, t.x_d_x};
+  return {t.t_pp, t.t_pw, t.t_ww, t.t_py, t.t_yy, t.d_sum, t.x_d_x, t.trace_p};
 }
 
 void expect_traces_near(const std::vector<double>& got, const std::vector<double>& want) {
@@ -248,6 +250,47 @@ TEST(analytical_se, approx_traces_match_dense_products_of_diagonal_matrices) {
   const draws z{normals(c.m, rng), normals(c.m, rng), normals(c.m, rng)};
   expect_traces_near(fields(approx_trace_scalars(input_of(c, z, true), {c.diag_a, c.r_w, c.r_p})),
                      dense_traces(c.vp, c.vw, c.vy, z.p, c.m));
+}
+
+// Scaling the model to the observed spread of the partial EBVs: the traces of k Vp,
+// k Vp + D and k Vp + (Vy - Vp) formed densely.
+TEST(analytical_se, scaled_traces_match_dense_products_of_the_scaled_model) {
+  const model_case c = make_case(30, 17);
+  std::mt19937_64 rng(18);
+  const draws z{normals(c.m, rng), normals(c.m, rng), normals(c.m, rng)};
+  const std::vector<double> t = fields(exact_trace_scalars(
+      input_of(c, z, true), {c.a_lower, c.pev_w, c.pev_p, &c.all_w.stored, &c.all_p.stored}));
+  for (double k : {0.2, 1.0, 1.7}) {
+    const matrix vp = combine(k, c.vp, 0.0, c.vp);
+    trace_scalars in;
+    in.t_pp = t[0], in.t_pw = t[1], in.t_ww = t[2], in.t_py = t[3], in.t_yy = t[4];
+    in.d_sum = t[5], in.x_d_x = t[6], in.trace_p = t[7];
+    expect_traces_near(fields(scaled_traces(in, k)),
+                       dense_traces(vp, combine(1.0, vp, 1.0, c.d),
+                                    combine(1.0, vp, 1.0, combine(1.0, c.vy, -1.0, c.vp)), z.p, c.m));
+  }
+}
+
+// se exact scales the model so that tr(P)/m is the observed S_pp when the partial EBVs vary
+// less than half as much as the model expects, and says so; else it keeps the model.
+TEST(analytical_se, exact_scales_the_model_to_the_observed_spread) {
+  const model_case c = make_case(40, 23);
+  std::mt19937_64 rng(24);
+  draws z{normals(c.m, rng), normals(c.m, rng), {}};
+  const se_exact_model model{c.a_lower, c.pev_w, c.pev_p, &c.all_w.stored, &c.all_p.stored};
+  const trace_scalars t = exact_trace_scalars(input_of(c, z, false), model);
+  const double want = t.trace_p / c.m;  // the model's S_pp
+  const double now = observed_moments(input_of(c, z, false)).s_pp;
+  for (double k : {0.3, 0.7}) {
+    draws scaled = z;
+    for (double& e : scaled.p) e *= std::sqrt(k * want / now);
+    se_result r;
+    const std::string out =
+        test_support::captured_stdout([&] { r = se_exact(input_of(c, scaled, false), model); });
+    EXPECT_NEAR(r.scale, k, 1e-12);
+    EXPECT_NEAR(r.traces.t_pp, (k < 0.5 ? k * k : 1.0) * t.t_pp, 1e-9 * t.t_pp);
+    EXPECT_EQ(out.find("Warning: the partial EBVs of trait 1 vary 0.30 times as much") == 0, k < 0.5);
+  }
 }
 
 // ---- variances against Monte Carlo -------------------------------------------------------------
