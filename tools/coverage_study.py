@@ -2,7 +2,7 @@
 """Coverage study of ventrel's standard errors on simulated evaluations.
 
 For every replicate (one seed) ventrel-simulate writes a small evaluation with an accuracy
-column and the PEV and PEC files; ventrel then runs four times on it:
+column and the PEV and PEC files; ventrel then runs five times on it:
   boot         OPTION se boot (10,000 bootstrap replicates over the focal animals)
   exact+pec    OPTION se exact with the pec files
   exact-pec    OPTION se exact with the pec files moved away
@@ -13,7 +13,7 @@ empirical SD of the statistic across replicates, the mean of the SDs that ventre
 how often the printed 95% interval covers the mean value of the statistic across replicates.
 
 Plain Python 3 (no numpy). Run by hand from the repository root, for example:
-    python3 tools/coverage_study.py --bin build-demo --replicates 500 --table /tmp/coverage.md
+    python3 tools/coverage_study.py --bin build --replicates 500 --jobs 2 --table /tmp/coverage.md
 Each replicate runs in its own temporary folder, removed afterwards (--keep keeps them).
 Replicate k (0-based) of every scenario uses seed --first-seed + k. With --variance-check N the
 first N replicates of each scenario also check two parts of se exact's model (the variance of
