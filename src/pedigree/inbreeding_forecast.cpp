@@ -30,8 +30,8 @@ constexpr int sample_size = 256;
 // pedigree. The cost of a column of Colleau's product (methods 3 and 6) is the rows from the
 // column's oldest ancestor to its youngest mate, over the reduced pedigree of the parents; the
 // oldest ancestor of every parent comes from one pass in parents-first order. Method 6 takes as
-// column the parent of a mating with more matings and traces the matings of a column with at most
-// two by Meuwissen and Luo, as its plan does (which counts distinct mates).
+// column the parent of a mating with more mates and traces the families of a column by Meuwissen
+// and Luo when it has at most two mates or when that costs less than its pass, as its plan does.
 // Cost: O(n) plus the sample's ancestors (at most sample_budget).
 inbreeding_forecast forecast_inbreeding(const pedigree_table& ped, std::int32_t n, int threads) {
   inbreeding_forecast fc;
@@ -66,24 +66,20 @@ inbreeding_forecast forecast_inbreeding(const pedigree_table& ped, std::int32_t 
   // The animals that need a row of L, and the youngest mate of every column.
   std::vector<index_t> traced;
   std::vector<index_t> top_sire(un + 1, 0), top_column(un + 1, 0);
-  std::int64_t few_mates = 0;  // families that method 6 traces
+  std::vector<index_t> families(un + 1, 0);  // families of each column of method 6
   for (std::size_t i = 1; i <= un; ++i) {
     const parents& p = ped[i];
     if (!known(p.sire) || !known(p.dam)) continue;
-    if (i == 1 || p.sire != ped[i - 1].sire || p.dam != ped[i - 1].dam) traced.push_back(static_cast<index_t>(i));
+    const bool family = i == 1 || p.sire != ped[i - 1].sire || p.dam != ped[i - 1].dam;
+    if (family) traced.push_back(static_cast<index_t>(i));
     const std::size_t s = static_cast<std::size_t>(p.sire), d = static_cast<std::size_t>(p.dam);
     top_sire[s] = std::max({top_sire[s], row[s], row[d]});
     const std::size_t c = matings[s] >= matings[d] ? s : d;
-    if (matings[c] <= 2) {
-      if (traced.back() == static_cast<index_t>(i)) ++few_mates;
-    } else {
-      top_column[c] = std::max({top_column[c], row[s], row[d]});
-    }
+    top_column[c] = std::max({top_column[c], row[s], row[d]});
+    if (family) ++families[c];
   }
-  for (std::size_t i = 1; i <= un; ++i) {
+  for (std::size_t i = 1; i <= un; ++i)
     if (top_sire[i] > 0) fc.sire_rows += static_cast<double>(top_sire[i] - oldest[i] + 1);
-    if (top_column[i] > 0) fc.hybrid_rows += static_cast<double>(top_column[i] - oldest[i] + 1);
-  }
 
   // Mean number of ancestors over the sample.
   std::vector<index_t> stamp(un + 1, 0), stack;
@@ -110,7 +106,17 @@ inbreeding_forecast forecast_inbreeding(const pedigree_table& ped, std::int32_t 
   }
   const double mean_ancestors = sampled > 0 ? static_cast<double>(counted) / static_cast<double>(sampled) : 0.0;
   fc.traced_visits = mean_ancestors * static_cast<double>(t);
-  fc.hybrid_visits = mean_ancestors * static_cast<double>(few_mates);
+  // Method 6 traces the families of a column with at most two mates, or whose tracing costs
+  // fewer rows than the column's pass (a visit counted as 16 rows, as its plan does).
+  for (std::size_t i = 1; i <= un; ++i) {
+    if (top_column[i] == 0) continue;
+    const double pass = static_cast<double>(top_column[i] - oldest[i] + 1);
+    const double visits = static_cast<double>(families[i]) * mean_ancestors;
+    if (matings[i] <= 2 || 16.0 * visits < pass)
+      fc.hybrid_visits += visits;
+    else
+      fc.hybrid_rows += pass;
+  }
 
   const double th = std::max(1, threads);
   fc.meuwissen_luo_seconds = fc.traced_visits * visit_seconds / th;
