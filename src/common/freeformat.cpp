@@ -32,6 +32,30 @@ std::string excerpt(std::string_view text, std::size_t max) {
   return std::string(text.substr(0, max)) + " ...";
 }
 
+std::string visible(std::string_view text, std::size_t max) {
+  static const char hex[] = "0123456789ABCDEF";
+  std::string out;
+  for (std::size_t i = 0; i < text.size() && i < max; ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    if (c >= 32 && c < 127) {
+      out += static_cast<char>(c);
+    } else {
+      out += '<';
+      out += hex[c >> 4];
+      out += hex[c & 15];
+      out += '>';
+    }
+  }
+  if (text.size() > max) out += " ...";
+  return out;
+}
+
+std::string_view byte_order_mark(std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) return "UTF-8";
+  if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) return "UTF-16";
+  return {};
+}
+
 line_reader::line_reader(std::string path, bool keep_cr, std::size_t initial_buffer, std::size_t max_line)
     : path_(std::move(path)), keep_cr_(keep_cr), max_line_(std::max<std::size_t>(max_line, 1)) {
   struct stat st {};

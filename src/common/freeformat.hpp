@@ -24,6 +24,12 @@ bool is_directory(const std::string& path);
 // Text from a file as a message shows it: at most max characters, then " ..." when cut, so that
 // a line of megabytes never makes a message of megabytes.
 std::string excerpt(std::string_view text, std::size_t max = 100);
+// The same with every byte that is not printable ASCII written as <XX> (its hexadecimal code),
+// so that a byte-order mark, a TAB or a control character shows in a message.
+std::string visible(std::string_view text, std::size_t max = 100);
+// The name of the byte-order mark that text starts with ("UTF-8" for EF BB BF, "UTF-16" for
+// FF FE or FE FF); empty when it starts with none. Text files of the family hold no such mark.
+std::string_view byte_order_mark(std::string_view text);
 
 // Reads a text file one line at a time through a large buffer. A line is handed out without its
 // newline; a carriage return before the newline is removed unless keep_cr is set. The view stays

@@ -31,6 +31,7 @@ bool is_option_line(std::string_view line) {
 option_values option_store::get_option(std::string_view name, bool continue_search) const {
   if (!continue_search) file_->rewind();
   const std::string wanted = to_lower(trim_right(name));
+  asked_.insert(wanted);
   std::string_view line;
   while (file_->next(line)) {
     line = line.substr(0, max_line);
@@ -46,6 +47,27 @@ option_values option_store::get_option(std::string_view name, bool continue_sear
     return v;
   }
   return option_values{};
+}
+
+std::vector<std::string> option_store::unread_option_names() const {
+  file_->rewind();
+  std::vector<std::string> names;
+  std::set<std::string> seen;
+  std::string_view line;
+  while (file_->next(line)) {
+    line = line.substr(0, max_line);
+    if (std::size_t c = line.find('#'); c != std::string_view::npos && c > 0) line = line.substr(0, c);
+    if (!is_option_line(line)) continue;
+    stop_on_tab(*file_, line);
+    // The second word: the option's name.
+    std::size_t b = line.find_first_not_of(' ', line.find_first_not_of(' ') + 6);
+    if (b == std::string_view::npos) continue;
+    const std::string name(line.substr(b, line.find(' ', b) - b));
+    const std::string lower = to_lower(name);
+    if (!asked_.contains(lower) && seen.insert(lower).second) names.push_back(name);
+  }
+  file_->rewind();
+  return names;
 }
 
 option_values option_store::get_exclusive_options(std::string_view name1,

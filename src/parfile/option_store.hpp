@@ -3,8 +3,10 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/freeformat.hpp"
 #include "parfile/split_words.hpp"
@@ -36,8 +38,14 @@ class option_store {
 
   const std::string& path() const { return file_->path(); }
 
+  // The names of the file's OPTION lines that no query has asked for so far, as written, each
+  // once, in the order of the file: options of other programs of the family, or misspelled
+  // names. Meaningful once every part of the run has made its queries.
+  std::vector<std::string> unread_option_names() const;
+
  private:
   std::unique_ptr<line_reader> file_;  // the parameter file; its position is the search position
+  mutable std::set<std::string> asked_;  // every name queried, in lower case
 };
 
 }  // namespace ventrel::parfile

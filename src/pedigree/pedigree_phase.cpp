@@ -77,8 +77,27 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in) {
   // 2. Size of the pedigree and its groups.
   if (!file_exists(pedfile)) fatal("There is no such pedigree file: " + pedfile);
   line_reader file(pedfile);
+  {
+    std::string_view first;
+    if (file.next(first) && !byte_order_mark(first).empty())
+      fatal({"The pedigree file " + pedfile + " starts with a " + std::string(byte_order_mark(first)) +
+                 " byte-order mark: \"" + visible(first, 60) + "\"",
+             "Expected: animal, sire and dam as whole numbers, one animal a line, in plain text; save the file "
+             "without the mark",
+             at_line(pedfile, 1)});
+  }
   const pedigree_count count = count_pedigree(file);
+  if (count.n < 1 && count.lines == 0 && count.stop_line > 0)
+    fatal({"The pedigree file " + pedfile + " holds no animals: line " + num(count.stop_line) +
+               " is not three whole numbers: \"" + count.stop_text + "\"",
+           "Expected: animal, sire and dam as whole numbers, one animal a line, with no header line",
+           at_line(pedfile, count.stop_line)});
   if (count.n < 1) fatal("The pedigree file " + pedfile + " holds no animals");
+  if (in.effect_levels > 0 && count.n > in.effect_levels)
+    fatal({"The pedigree file " + pedfile + " numbers animals up to " + num(count.n) + ", beyond the " +
+               num(in.effect_levels) + " levels of the validated effect",
+           at_line(pedfile, count.n_line) + "; the pedigree must be numbered as the levels of the effect (the "
+                                            "renumbered pedigree), not with the original identifiers"});
   r.n = count.n;
   r.stop_line = count.stop_line;
   const bool metafounders = in.gamma.rows > 0;

@@ -30,6 +30,8 @@ struct pedigree_phase_input {
   std::string external_inbreeding_file;    // the file OPTION ReadExternalInbreeding names
                                            // (tested for existence only)
   std::string ranolt_inb = ranolt_inb_file;  // the inbreeding file actually read
+  std::int64_t effect_levels = 0;          // levels of the validated effect: animal numbers
+                                           // beyond them stop the run (0 = not checked)
   int verbosity = 0;                       // > 0: renumbering and inbreeding print their lines
   std::string self_generations_file;       // OPTION self_generations (inbreeding method 7)
   std::string inb_mf_file = inb_mf_file_name;  // inbreeding method 9 with metafounders

@@ -41,7 +41,7 @@ pedigree_count count_pedigree(line_reader& file) {
     if (kind == line_kind::blank) continue;
     if (kind == line_kind::stop) {
       c.stop_line = file.line_number();
-      c.stop_text = excerpt(line, 60);
+      c.stop_text = visible(line, 60);
       break;
     }
     ++c.lines;

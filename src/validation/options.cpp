@@ -79,7 +79,15 @@ void read_focal_var(const parfile::option_store& store, const option_values& v, 
   if (v.n < 0) return;
   if (v.n == 0) fatal({"OPTION focal_var needs a value: usr followed by the variances, or inb", place(store, v)});
   o.focal_var = v.xc[0].substr(0, 3);
-  if (o.focal_var != "usr") return;
+  if (o.focal_var == "inb") return;
+  if (o.focal_var != "usr") {
+    // The family's programs take any other word and leave the focal variance unset.
+    say("Warning: OPTION focal_var " + excerpt(v.xc[0]) +
+        " is neither inb nor usr: the genetic variance of the focal animals is taken as 0, and the"
+        " reliability is not defined");
+    say("         use OPTION focal_var inb (the default) or OPTION focal_var usr with one variance per trait");
+    return;
+  }
   if (v.n - 1 < ntrait)
     fatal({"OPTION focal_var usr needs " + num(ntrait) + " genetic variance(s), one per trait; found " +
                num(v.n - 1),
@@ -204,6 +212,7 @@ validation_options read_validation_options(const parfile::option_store& store,
     o.nthreads = whole_number(store, v, "nthreads", 1, max_threads);
     echo(" * Set number of threads calculations: ", num(o.nthreads));
   }
+  if (option_values v = store.get_option("self_generations"); v.n >= 1) o.self_generations_file = v.xc[0];
 
   if (option_values v = store.get_option("boot_clusters"); v.n >= 0) {
     if (v.n == 0)

@@ -37,6 +37,7 @@ struct validation_options {
   int nthreads = 0;                              // threads of the calculations; 0 = runtime's own
   std::string boot_clusters;                     // se boot resamples clusters: "sire", "dam" or a
                                                  // file of "level cluster" lines; "" = animals
+  std::string self_generations_file;             // OPTION self_generations (inbreeding method 7)
 };
 
 // The se method as the report and messages write it ("exact", "approx", "boot"; "" for none).
@@ -44,9 +45,9 @@ const char* se_method_name(se_method m);
 
 // Reads every validation OPTION in a fixed order (validation, predictive_ability, prefix,
 // focal_var, se, readHInverse, inbreeding_method, use_kelp, msg_MORLO, num_threads_kelp,
-// ReadExternalInbreeding, nrepboot, nthreads, boot_clusters), echoing each one found, then checks that the
-// files the run needs exist: both solution files, "yhat_residual" for predictive ability, the
-// "ebv_pev_" files of every trait for se exact. The family's se approx warnings on a missing
+// ReadExternalInbreeding, nrepboot, nthreads, self_generations, boot_clusters), echoing each
+// one found, then checks that the files the run needs exist: both solution files,
+// "yhat_residual" for predictive ability, the "ebv_pev_" files of every trait for se exact. The family's se approx warnings on a missing
 // solution file are kept after them but cannot fire here (a missing file stops first). OPTION
 // use_kelp only echoes: KELP is built in and always factorises. Option names are
 // compared regardless of case, as every OPTION query does. A bad or missing value stops the

@@ -69,8 +69,8 @@ pedigree::pedigree_phase_input pedigree_input(const parfile::parameter_file& pf,
   // The external file serves the focal variance; other uses compute the coefficients.
   in.read_external_inbreeding = from_inbreeding && opt.read_external_inbreeding;
   in.external_inbreeding_file = opt.inbreeding_file;
-  parfile::option_values self = pf.options.get_option("self_generations");
-  if (self.n >= 1) in.self_generations_file = self.xc[0];
+  in.effect_levels = m.nlev[static_cast<std::size_t>(opt.focal_effect - 1)];
+  in.self_generations_file = opt.self_generations_file;
   in.nthreads = opt.nthreads;
   return in;
 }
@@ -88,6 +88,12 @@ int run(const command_line& cmd) {
   const validation_options opt = read_validation_options(pf.options, m);
   const genomic::genomic_options gen = genomic::read_genomic_options(pf.options);
   const output_options outputs = read_output_options(pf.options);
+  // Every query is made by now: the other names are other programs' options or misspellings.
+  if (const std::vector<std::string> unread = pf.options.unread_option_names(); !unread.empty()) {
+    std::string names;
+    for (const std::string& u : unread) names += " " + u;
+    warn("OPTION lines that ventrel does not read (options of other programs, or misspelled):" + names);
+  }
 
   // 3. The runtimes' thread counts, set once: OpenMP's from OPTION nthreads, BLAS's from the
   // sparse solver's (OPTION num_threads_kelp, else OpenMP's); each phase gets its own count.

@@ -1,7 +1,9 @@
 // The standard-error phase.
 #include "validation/se_phase.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <optional>
 #include <span>
 #include <unordered_map>
 
@@ -9,6 +11,7 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
+#include "common/memory.hpp"
 #include "statistics/analytical_se.hpp"
 #include "statistics/bootstrap.hpp"
 #include "statistics/cluster_bootstrap.hpp"
@@ -136,9 +139,34 @@ statistics::ebv_pev read_pev(const se_phase_input& in, const focal_set& set, int
   return ep;
 }
 
+// Stops before the relationships among focal animals are allocated when they cannot fit: a
+// dense m x m matrix per set (all sets at once when they come from an inverse relationship
+// matrix, one at a time from the pedigree), with the traces' work vectors (about 100 per animal).
+void check_exact_memory(const std::vector<focal_set>& sets, bool all_at_once) {
+  const std::optional<std::uint64_t> available = available_memory();
+  if (!available) return;
+  double need = 0.0;
+  const focal_set* largest = nullptr;
+  for (const focal_set& s : sets) {
+    const double m = static_cast<double>(s.n);
+    const double bytes = 8.0 * m * m + 800.0 * m;
+    need = all_at_once ? need + bytes : std::max(need, bytes);
+    if (!largest || s.n > largest->n) largest = &s;
+  }
+  if (!largest || need <= static_cast<double>(*available)) return;
+  const std::string who = sets.size() == 1 ? "the " + num(largest->n) + " focal animals of validation set file " + largest->file
+                                            : "the focal animals (largest set: " + num(largest->n) + " animals of " +
+                                                  largest->file + ")";
+  fatal({"Not enough memory for OPTION se exact: the relationships among " + who + " need " + memory_size(need) +
+             ", and " + memory_size(static_cast<double>(*available)) + " are available",
+         "Alternatives: OPTION se approx (no relationships among focal animals), OPTION se boot (bootstrap),",
+         "a smaller validation set, or a machine with more memory"});
+}
+
 void exact_phase(const se_phase_input& in, std::vector<trait_report>& results,
                  std::vector<linalg::dense_matrix>* keep_a_focal) {
   const bool inverse = genomic::uses_inverse_relationships(in.genomic);
+  check_exact_memory(in.sets, inverse || keep_a_focal != nullptr);
   std::vector<linalg::dense_matrix> a_inverse_way;
   const int nlev = in.model.nlev[at(in.options.focal_effect)];
   if (inverse) {

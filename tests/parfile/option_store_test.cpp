@@ -75,5 +75,25 @@ TEST(option_store, finds_the_first_OPTION_line_of_a_name_or_the_next_one) {
   EXPECT_EQ(stop_lines([&] { s.get_exclusive_options("a", "b"); }), lines{"Both options were set a and b"});
 }
 
+// The names that no query asked for, as written and once each, whatever their case; lines that
+// are not OPTION lines (comments, "option" in lower case) name nothing.
+TEST(option_store, lists_the_OPTION_names_no_query_asked_for) {
+  const option_store s(write_temp("opt_unread.txt", "DATAFILE\n"
+                                                    "OPTION se exact\n"
+                                                    "OPTION nrepbot 100\n"
+                                                    "option lower 1\n"
+                                                    "#OPTION commented 2\n"
+                                                    "  OPTION Predictiv_Ability # typo\n"
+                                                    "OPTION NREPBOT 5\n"
+                                                    "OPTION\n"
+                                                    "OPTION SE boot\n"));
+  EXPECT_EQ(s.unread_option_names(), (lines{"se", "nrepbot", "Predictiv_Ability"}));
+  s.get_option("SE");
+  s.get_option("absent");
+  EXPECT_EQ(s.unread_option_names(), (lines{"nrepbot", "Predictiv_Ability"}));
+  s.get_option("predictiv_ability");
+  EXPECT_EQ(s.unread_option_names(), lines{"nrepbot"});
+}
+
 }  // namespace
 }  // namespace ventrel::parfile

@@ -21,5 +21,21 @@ TEST(validation_set, accepts_the_last_level_of_the_effect_and_no_level_beyond) {
             "Validation set file: level 101 is outside the levels 1 to 100 of effect 3");
 }
 
+// As the family reads them: up to the first line whose first value is not a whole number. A
+// file that starts with such a line (a header) or with a byte-order mark holds no level: stop.
+TEST(validation_set, reads_up_to_a_footer_and_stops_on_a_header_or_a_byte_order_mark) {
+  EXPECT_EQ(read_validation_set(write_temp("vs_footer.txt", "4\n9\n22.0\n5\n"), 3, 100), (std::vector<int>{4, 9}));
+  const std::string head = write_temp("vs_head.txt", "\nid\n4\n");
+  const auto header = test_support::stop_lines([&] { read_validation_set(head, 3, 100); });
+  EXPECT_NE(header[0].find("starts with a line that is not a level: \"id\""), std::string::npos) << header[0];
+  EXPECT_EQ(header.back(), "file " + head + ", line 2");
+  const auto bom = test_support::stop_lines([] { read_validation_set(write_temp("vs_bom.txt", "\xEF\xBB\xBF" "4\n"), 3, 100); });
+  EXPECT_NE(bom[0].find("UTF-8 byte-order mark, which is not part of a level: \"<EF><BB><BF>4\""), std::string::npos)
+      << bom[0];
+  // A whole number too large for any level is a level outside the effect, not a footer.
+  EXPECT_EQ(test_support::stop_lines([] { read_validation_set(write_temp("vs_big.txt", "4\n99999999999\n"), 3, 100); })[0],
+            "Validation set file: level 99999999999 is outside the levels 1 to 100 of effect 3");
+}
+
 }  // namespace
 }  // namespace ventrel::validation

@@ -15,7 +15,8 @@ if [ -f "$dir/stdin" ]; then
 else
   (cd "$w" && eval "$limit \"$bin\" $args" </dev/null >stdout.txt 2>/dev/null); status=$?
 fi
-sed -E -i 's/^.* Compiled on [A-Z][a-z]{2} [0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}$/<compiler> Compiled on <date> <time>/' "$w/stdout.txt"
+sed -E -i -e 's/^.* Compiled on [A-Z][a-z]{2} [0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}$/<compiler> Compiled on <date> <time>/' \
+  -e 's/, and [0-9.]+ (bytes|KiB|MiB|GiB|TiB) are available$/, and <memory> are available/' "$w/stdout.txt"
 cp "$w/stdout.txt" "$dir/expected_stdout"
 if [ "$status" != 0 ]; then echo "$status" >"$dir/expected_status"; else rm -f "$dir/expected_status"; fi
 if [ -f "$w/ventrel.log" ] && [ "$status" = 0 ]; then cp "$w/ventrel.log" "$dir/expected_log"; fi

@@ -173,6 +173,13 @@ FIXTURES = {
                                   memory_limit(1000)], False),
     "bad_parfile_nrepboot_huge": (A, [append("parameters.txt", "OPTION se boot\nOPTION nrepboot 2000000000\n")], True),
     "bad_parfile_nthreads_huge": (A, [append("parameters.txt", "OPTION nthreads 100000\n")], True),
+    # Option names no part of ventrel reads: listed on standard error, the run goes on.
+    "options_unread_names": (A, [append("parameters.txt", "OPTION nrepbot 100\nOPTION predictiv_ability\n"
+                                        "OPTION solv_method FSPAK\nOPTION NREPBOT 5\n"),
+                                 write("expected_stderr", "ventrel: warning: OPTION lines that ventrel does not read "
+                                       "(options of other programs, or misspelled): nrepbot predictiv_ability solv_method\n")],
+                             False),
+    "focal_var_unknown_word": (A, [append("parameters.txt", "OPTION focal_var foo\n")], False),
     # The data file (only checked to exist).
     "bad_datafile_missing": (A, [delete("data.txt")], True),
     "bad_datafile_directory": (A, [directory("data.txt")], True),
@@ -185,10 +192,13 @@ FIXTURES = {
     "bad_valid_level_negative": (A, [append("valid.txt", "-5\n")], True),
     "bad_valid_level_beyond": (A, [append("valid.txt", "41\n")], True),
     "bad_valid_level_too_large": (A, [append("valid.txt", "99999999999\n")], True),
-    "bad_valid_nonnumeric": (A, [append("valid.txt", "animal_39\n")], True),
     "bad_valid_duplicate": (A, [append("valid.txt", FIRST_FOCAL + "\n")], True),
     "bad_valid_one_animal": (A, [write("valid.txt", FIRST_FOCAL + "\n")], False),
     "bad_valid_crlf_tabs": (A, [replace("valid.txt", "\n", "\t\r\n", -1)], False),
+    "bad_valid_header": (A, [replace("valid.txt", FIRST_FOCAL + "\n", "animal\n" + FIRST_FOCAL + "\n")], True),
+    "bad_valid_byte_order_mark": (A, [replace("valid.txt", FIRST_FOCAL + "\n", "\ufeff" + FIRST_FOCAL + "\n")], True),
+    # A footer ends the reading as in the family's programs: a warning, and the levels before it.
+    "valid_footer": (A, [append("valid.txt", "22.0\nend of file\n")], False),
     # The solution files.
     "bad_solutions_whole_missing": (A, [delete("solutions_whole")], True),
     "bad_solutions_empty": (A, [write("solutions_partial", "")], True),
@@ -225,6 +235,11 @@ FIXTURES = {
     "bad_pedigree_animal_zero": (A, [append("ped.txt", "0 1 2\n-3 1 2\n")], False),
     "bad_pedigree_crlf_tabs": (A, [crlf("ped.txt"), tabs_after_first("ped.txt")], False),
     "bad_pedigree_huge_animal": (A, [append("ped.txt", "2000000000 0 0\n"), memory_limit(2000)], True),
+    "bad_pedigree_header": (A, [replace("ped.txt", "1 0 0\n", "animal sire dam\n1 0 0\n")], True),
+    "bad_pedigree_byte_order_mark": (A, [replace("ped.txt", "1 0 0\n", "\ufeff1 0 0\n")], True),
+    # Original identifiers instead of the renumbered ones: numbers beyond the effect's 40 levels.
+    "bad_pedigree_original_ids": (A, [before("awk '{ for (i = 1; i <= 3; i++) if ($i > 0) $i += 1004000; print }' ped.txt > p\n"
+                                             "mv p ped.txt")], True),
     # The inbreeding file of OPTION ReadExternalInbreeding.
     "bad_ranolt_missing": (A, WITH_RANOLT + [delete("ranolt.inb")], False),
     "bad_ranolt_named_file_only": (A, WITH_RANOLT + [replace("parameters.txt", "ReadExternalInbreeding ranolt.inb",
@@ -244,6 +259,17 @@ FIXTURES = {
     "bad_pec_nonnumeric": (PEC, [append("pec_1_1_partial", "19 22 0.01O\n")], True),
     "bad_pec_level_zero": (PEC, [append("pec_1_1_whole", "0 22 0.01\n")], True),
     "bad_pec_directory": (PEC, [directory("pec_1_1_whole")], True),
+    # 400,000 focal animals: their relationships would take 1.2 TB; the run stops before allocating.
+    "bad_exact_memory": (A, [before("m=400000\n"
+                                    "sed -i 's/^2 40 cross$/2 400000 cross/' parameters.txt\n"
+                                    "echo 'OPTION se exact' >> parameters.txt\n"
+                                    "seq 1 $m > valid.txt\n"
+                                    "seq 1 $m | awk '{ print $1, 0, 0 }' > ped.txt\n"
+                                    "for e in whole partial; do\n"
+                                    "  { echo 'trait/effect level  solution'; seq 1 $m | awk -v k=$e '{ print 1, 2, $1, ($1 % (k == \"whole\" ? 97 : 89)) / 89 }'; } > solutions_$e\n"
+                                    "  touch ebv_pev_1_1_$e\n"
+                                    "done"),
+                             memory_limit(1500)], True),
     # The inverse relationship matrix of OPTION readHInverse.
     "bad_hinv_missing": (HINV, [delete("Hinv.txt")], True),
     "bad_hinv_empty": (HINV, [write("Hinv.txt", "\n")], True),
