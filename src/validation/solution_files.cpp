@@ -170,9 +170,11 @@ std::vector<focal_set> read_focal_sets(const validation_options& o,
     s.file = o.validation_files[k];
     s.levels = read_validation_set(s.file, o.focal_effect, nlev);
     s.n = static_cast<int>(s.levels.size());
+    say("* Number of focal individuals in " + s.file + ": " + num(s.n));
     if (s.n == 1)
       say("Warning: validation set file " + s.file +
-          " holds a single focal individual: only the bias is defined");
+          " holds a single focal individual: only the bias is defined (the reliability comes out as 0, as its"
+          " covariance is 0; the other statistics as NaN)");
     s.inb.assign(s.n, 0.0);
     if (o.validation_files.size() == 1)
       for (int t = 1; t <= ntrait; ++t) s.traits.push_back(t);

@@ -15,6 +15,8 @@
 #                     so that an input that makes the program allocate without bound fails
 #                     quickly instead of exhausting the machine; not applied to a sanitizer
 #                     build, whose shadow memory needs a large address space
+# A fixture whose name starts with bad_ must be a run that stops (expected_status not 0); unusual
+# inputs that the run accepts are named odd_ (or after what they show).
 # Prints one line per fixture and "N passed, N failed" at the end.
 set -u
 bin=$(realpath "$1") fixtures=$(realpath "$2") work=$3
@@ -33,6 +35,10 @@ for dir in "$fixtures"/*/; do
     limit="ulimit -v $(( $(cat "$dir/memory_limit_mb") * 1024 ));"
   fi
   want_status=$(cat "$dir/expected_status" 2>/dev/null || echo 0)
+  # A fixture named bad_ is a run that stops; one that finishes is named otherwise (odd_).
+  if [[ $name == bad_* ]] && [ "$want_status" = 0 ]; then
+    echo "  $name: named bad_ but expected to finish with status 0: rename it (odd_)"; fail=$((fail+1)); continue
+  fi
   if [ -f "$dir/stdin" ]; then
     (cd "$w" && eval "$limit \"$bin\" $args" <"$dir/stdin" >stdout.txt 2>stderr.txt); status=$?
   else

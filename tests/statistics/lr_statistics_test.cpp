@@ -40,7 +40,7 @@ TEST(compute_lr, matches_the_two_pass_reference_with_and_without_phenotypes) {
   }
 }
 
-// One focal animal is run end to end (fixture bad_valid_one_animal); unequal lengths are not.
+// One focal animal is run end to end (fixture odd_valid_one_animal); unequal lengths are not.
 TEST(compute_lr, unequal_lengths_stop) {
   const std::vector<double> a = {1, 2, 3}, b = {1, 2};
   EXPECT_EQ(test_support::stop_lines([&] { compute_lr(a, b, {}, gvar, h2); })[0],

@@ -165,7 +165,10 @@ TEST_F(focal_sets_test, a_set_validates_its_own_trait_or_every_trait_and_one_ind
   write("set1.txt", "9\n");
   std::vector<focal_set> sets;
   EXPECT_EQ(captured_stdout([&] { sets = read_focal_sets(opt, model); }),
-            "Warning: validation set file set1.txt holds a single focal individual: only the bias is defined\n");
+            "* Number of focal individuals in set1.txt: 1\n"
+            "Warning: validation set file set1.txt holds a single focal individual: only the bias is defined (the "
+            "reliability comes out as 0, as its covariance is 0; the other statistics as NaN)\n"
+            "* Number of focal individuals in set2.txt: 3\n");
   EXPECT_EQ(sets[0].whole(0, 0), 4.0);
   EXPECT_TRUE(std::isnan(sets[0].whole(0, 1)));
   for (double y : sets[0].phenotype.a) EXPECT_TRUE(std::isnan(y));  // no predictive ability

@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Writes the broken-input fixtures tests/e2e/fixtures/bad_<file>_<fault>: each is a copy of a
-good fixture with one thing broken. Their expected text is then made by accept.sh and read by
+good fixture with one thing broken, and the run must stop. Unusual inputs that the run accepts
+(legal in the family's format, perhaps with a warning) are named odd_<file>_<fault> or after
+what they show. Their expected text is then made by accept.sh and read by
 eye (the expected text is the test's truth).
 
     make_bad_fixtures.py [--only NAME...]      (from the repository's top folder)
@@ -128,7 +130,8 @@ WITH_MF = [replace("parameters.txt", "add_animal", "add_an_meta"),
            write("gamma.txt", "1 1 0.3\n1 2 0.1\n2 2 0.4\n")]
 FIRST_FOCAL = "17"  # first line of A's valid.txt
 
-# name: (base, [operations], stops)   stops: the run must end with status 1 and keep the log
+# name: (base, [operations], stops)   stops: the run must end with status 1 and keep the log;
+# exactly the names that start with bad_ stop
 FIXTURES = {
     # The parameter file.
     "bad_parfile_missing": (A, [args("no_such_parameters.txt")], True),
@@ -136,7 +139,7 @@ FIXTURES = {
     "bad_parfile_no_line_ends": (A, [args("/dev/zero"), memory_limit(1500)], True),
     "bad_parfile_directory": (A, [directory("parameters.txt")], True),
     "bad_parfile_unreadable": (A, [unreadable("parameters.txt")], True),
-    "bad_parfile_crlf": (A, [crlf("parameters.txt")], False),
+    "odd_parfile_crlf": (A, [crlf("parameters.txt")], False),
     "bad_parfile_cr_only": (A, [replace("parameters.txt", "\n", "\r", -1)], True),
     "bad_parfile_tab_first_record": (A, [replace("parameters.txt", "# a one-trait", "#\ta one-trait")], True),
     "bad_parfile_tab_effects": (A, [replace("parameters.txt", "2 40 cross", "2\t40 cross")], True),
@@ -148,15 +151,15 @@ FIXTURES = {
                                   memory_limit(2000)], True),
     "bad_parfile_nlev_too_large": (A, [replace("parameters.txt", "2 40 cross", "2 99999999999 cross")], True),
     "bad_parfile_nlev_negative": (A, [replace("parameters.txt", "2 40 cross", "2 -40 cross")], True),
-    "bad_parfile_nlev_huge": (A, [replace("parameters.txt", "2 40 cross", "2 2000000000 cross"),
+    "odd_parfile_nlev_huge": (A, [replace("parameters.txt", "2 40 cross", "2 2000000000 cross"),
                                   memory_limit(2000)], False),
     "bad_parfile_residual_nan": (A, [replace("parameters.txt", "3.0\n", "NaN\n")], True),
     # Zero or negative variances: reported as a matrix that is not positive definite; the run goes
     # on and prints the statistics that divide by them as they come out.
-    "bad_parfile_residual_negative": (A, [replace("parameters.txt", "3.0\n", "-3.0\n")], False),
-    "bad_parfile_residual_zero": (A, [replace("parameters.txt", "3.0\n", "0\n")], False),
-    "bad_parfile_variance_zero": (A, [replace("parameters.txt", "1.5\n", "0.0\n")], False),
-    "bad_parfile_variance_negative": (A, [replace("parameters.txt", "1.5\n", "-1.5\n")], False),
+    "odd_parfile_residual_negative": (A, [replace("parameters.txt", "3.0\n", "-3.0\n")], False),
+    "odd_parfile_residual_zero": (A, [replace("parameters.txt", "3.0\n", "0\n")], False),
+    "odd_parfile_variance_zero": (A, [replace("parameters.txt", "1.5\n", "0.0\n")], False),
+    "odd_parfile_variance_negative": (A, [replace("parameters.txt", "1.5\n", "-1.5\n")], False),
     "bad_parfile_variance_text": (A, [replace("parameters.txt", "1.5\n", "1.5x\n")], True),
     "bad_parfile_variances_not_symmetric": (HINV, [replace("parameters.txt", "1.5 0.3\n0.3 0.8", "1.5 0.3\n0.2 0.8")], True),
     "bad_parfile_group_twice": (A, [replace("parameters.txt", "OPTION validation",
@@ -166,7 +169,7 @@ FIXTURES = {
     "bad_parfile_option_5000_values": (A, [before("{ printf 'OPTION focal_var usr'; for i in $(seq 5000); do printf ' 1.5'; done; echo; }"
                                                   " >> parameters.txt")], True),
     # Ten megabytes of values after RANDOM_RESIDUAL on one line: the first is read, the rest ignored.
-    "bad_parfile_line_10mb": (A, [before("{ printf '3.0'; yes ' 7.5' | head -n 2621440 | tr -d '\\n'; echo; } > r.txt\n"
+    "odd_parfile_line_10mb": (A, [before("{ printf '3.0'; yes ' 7.5' | head -n 2621440 | tr -d '\\n'; echo; } > r.txt\n"
                                          "awk 'NR == FNR { r = $0; next } $0 == \"3.0\" && !done { print r; done = 1; next } { print }'"
                                          " r.txt parameters.txt > p.txt\n"
                                          "mv p.txt parameters.txt\nrm r.txt"),
@@ -193,8 +196,8 @@ FIXTURES = {
     "bad_valid_level_beyond": (A, [append("valid.txt", "41\n")], True),
     "bad_valid_level_too_large": (A, [append("valid.txt", "99999999999\n")], True),
     "bad_valid_duplicate": (A, [append("valid.txt", FIRST_FOCAL + "\n")], True),
-    "bad_valid_one_animal": (A, [write("valid.txt", FIRST_FOCAL + "\n")], False),
-    "bad_valid_crlf_tabs": (A, [replace("valid.txt", "\n", "\t\r\n", -1)], False),
+    "odd_valid_one_animal": (A, [write("valid.txt", FIRST_FOCAL + "\n")], False),
+    "odd_valid_crlf_tabs": (A, [replace("valid.txt", "\n", "\t\r\n", -1)], False),
     "bad_valid_header": (A, [replace("valid.txt", FIRST_FOCAL + "\n", "animal\n" + FIRST_FOCAL + "\n")], True),
     "bad_valid_byte_order_mark": (A, [replace("valid.txt", FIRST_FOCAL + "\n", "\ufeff" + FIRST_FOCAL + "\n")], True),
     # A footer ends the reading as in the family's programs: a warning, and the levels before it.
@@ -216,8 +219,8 @@ FIXTURES = {
     "bad_solutions_focal_missing": (A, [replace("solutions_partial", "\n1 2 23 ", "\n1 3 23 ")], True),
     "bad_solutions_header_modified": (A, [replace("solutions_partial", "trait/effect level  solution", "trait effect level solution")], True),
     "bad_solutions_different_headers": (A, [replace("solutions_whole", "trait/effect level  solution", "trait/effect level      solution")], True),
-    "bad_solutions_crlf_tabs": (A, [crlf("solutions_whole"), tabs_after_first("solutions_partial")], False),
-    "bad_solutions_all_equal": (A, [before("sed -i -E 's/^1 2 ([0-9]+) .*/1 2 \\1 0.25/' solutions_partial")], False),
+    "odd_solutions_crlf_tabs": (A, [crlf("solutions_whole"), tabs_after_first("solutions_partial")], False),
+    "odd_solutions_all_equal": (A, [before("sed -i -E 's/^1 2 ([0-9]+) .*/1 2 \\1 0.25/' solutions_partial")], False),
     # The adjusted phenotypes.
     "bad_yhat_missing": (A, [WITH_PA, delete("yhat_residual")], True),
     "bad_yhat_nan": (A, [WITH_PA, replace("yhat_residual", "\n23 ", "\n23 nan ")], True),
@@ -232,8 +235,8 @@ FIXTURES = {
     "bad_pedigree_own_parent": (A, [replace("ped.txt", "\n5 0 0\n", "\n5 0 5\n")], True),
     "bad_pedigree_negative_parent": (A, [replace("ped.txt", "\n5 0 0\n", "\n5 -1 0\n")], True),
     "bad_pedigree_parent_beyond": (A, [replace("ped.txt", "\n5 0 0\n", "\n5 47 0\n")], True),
-    "bad_pedigree_animal_zero": (A, [append("ped.txt", "0 1 2\n-3 1 2\n")], False),
-    "bad_pedigree_crlf_tabs": (A, [crlf("ped.txt"), tabs_after_first("ped.txt")], False),
+    "odd_pedigree_animal_zero": (A, [append("ped.txt", "0 1 2\n-3 1 2\n")], False),
+    "odd_pedigree_crlf_tabs": (A, [crlf("ped.txt"), tabs_after_first("ped.txt")], False),
     "bad_pedigree_huge_animal": (A, [append("ped.txt", "2000000000 0 0\n"), memory_limit(2000)], True),
     "bad_pedigree_header": (A, [replace("ped.txt", "1 0 0\n", "animal sire dam\n1 0 0\n")], True),
     "bad_pedigree_byte_order_mark": (A, [replace("ped.txt", "1 0 0\n", "\ufeff1 0 0\n")], True),
@@ -241,7 +244,7 @@ FIXTURES = {
     "bad_pedigree_original_ids": (A, [before("awk '{ for (i = 1; i <= 3; i++) if ($i > 0) $i += 1004000; print }' ped.txt > p\n"
                                              "mv p ped.txt")], True),
     # The inbreeding file of OPTION ReadExternalInbreeding.
-    "bad_ranolt_missing": (A, WITH_RANOLT + [delete("ranolt.inb")], False),
+    "odd_ranolt_missing": (A, WITH_RANOLT + [delete("ranolt.inb")], False),
     "bad_ranolt_named_file_only": (A, WITH_RANOLT + [replace("parameters.txt", "ReadExternalInbreeding ranolt.inb",
                                                              "ReadExternalInbreeding my.inb"),
                                                      write("my.inb", "id1 0.0 1\n"), delete("ranolt.inb")], True),
@@ -279,7 +282,7 @@ FIXTURES = {
     "bad_hinv_nonnumeric": (HINV, [append("Hinv.txt", "5 2 O.5\n")], True),
     "bad_hinv_fewer_than_levels": (HINV, [replace("parameters.txt", "2 2 50 cross", "2 2 2000000000 cross"),
                                           memory_limit(2000)], True),
-    "bad_hinv_crlf": (HINV, [crlf("Hinv.txt")], False),
+    "odd_hinv_crlf": (HINV, [crlf("Hinv.txt")], False),
     # The metafounders' relationship matrix Gamma.
     "bad_gamma_missing": (A, WITH_MF + [delete("gamma.txt")], True),
     "bad_gamma_not_positive_definite": (A, WITH_MF + [write("gamma.txt", "1 1 0.3\n1 2 0.5\n2 2 0.4\n")], True),
@@ -304,6 +307,7 @@ PENDING_ROOT = os.path.join(ROOT, "..", "pending")
 def make(name):
     pending = name in PENDING
     base, ops, stops = PENDING[name] if pending else FIXTURES[name]
+    assert stops == name.startswith("bad_"), f"{name}: only the fixtures named bad_ stop"
     src, dst = os.path.join(ROOT, base), os.path.join(PENDING_ROOT if pending else ROOT, name)
     shutil.rmtree(dst, ignore_errors=True)
     os.makedirs(dst)
