@@ -34,6 +34,23 @@ std::string weight(double w) { return fmt_f(w, 12, 6); }
 
 }  // namespace
 
+genomic_matrices genomic_relationship_matrices(const single_step_settings& s, const genotype_table& g,
+                                               const qc_result& kept, const std::vector<std::int32_t>& level,
+                                               const pedigree::pedigree_phase_result& ped, int nthreads) {
+  genomic_matrices m;
+  m.levels.resize(kept.animals.size());
+  for (std::size_t k = 0; k < m.levels.size(); ++k) m.levels[k] = level[static_cast<std::size_t>(kept.animals[k])];
+  m.a22 = block(ped, m.levels, m.levels, "A22", nthreads);
+  symmetrise(m.a22);
+  m.g = vanraden_g(g, kept, nthreads);
+  if (s.tune) {
+    m.tuning = tuning_to_a22(m.g, m.a22);
+    apply_tuning(m.g, m.tuning);
+  }
+  if (s.alpha != 1.0 || s.beta != 0.0) blend(m.g, m.a22, s.alpha, s.beta);
+  return m;
+}
+
 void check_single_step_pedigree(bool metafounders) {
   if (metafounders)
     fatal({"H from genotypes (OPTION SNP_file) is not available with metafounders",
@@ -57,20 +74,13 @@ std::vector<linalg::dense_matrix> single_step_focal_relationships(const single_s
            "Lower OPTION marker_callrate, OPTION animal_callrate or OPTION min_maf"});
   report_parent_progeny_conflicts(g, level, parent_progeny_conflicts(g, kept, level, ped.ped));
 
-  std::vector<std::int32_t> glev(kept.animals.size());
-  for (std::size_t k = 0; k < glev.size(); ++k) glev[k] = level[static_cast<std::size_t>(kept.animals[k])];
-  linalg::dense_matrix a22 = block(ped, glev, glev, "A22", nthreads);
-  symmetrise(a22);
-  linalg::dense_matrix gm = vanraden_g(g, kept, nthreads);
-  if (s.tune) {
-    const g_tuning t = tuning_to_a22(gm, a22);
-    apply_tuning(gm, t);
-    say("* G tuned to A22: a + b G with a =" + weight(t.a) + " and b =" + weight(t.b));
-  }
-  if (s.alpha != 1.0 || s.beta != 0.0) {
-    blend(gm, a22, s.alpha, s.beta);
-    say("* G blended: " + num(s.alpha) + " G + " + num(s.beta) + " A22");
-  }
+  genomic_matrices mats = genomic_relationship_matrices(s, g, kept, level, ped, nthreads);
+  const std::vector<std::int32_t>& glev = mats.levels;
+  const linalg::dense_matrix& a22 = mats.a22;
+  const linalg::dense_matrix& gm = mats.g;
+  if (s.tune)
+    say("* G tuned to A22: a + b G with a =" + weight(mats.tuning.a) + " and b =" + weight(mats.tuning.b));
+  if (s.alpha != 1.0 || s.beta != 0.0) say("* G blended: " + num(s.alpha) + " G + " + num(s.beta) + " A22");
   if (s.weights.tau == s.weights.omega)
     say("wGimA22i" + weight(s.weights.tau));
   else

@@ -9,6 +9,7 @@
 #include "genomic/genotype_qc.hpp"
 #include "genomic/h_focal.hpp"
 #include "genomic/hinverse.hpp"
+#include "genomic/tune_blend.hpp"
 #include "linalg/dense_matrix.hpp"
 #include "pedigree/pedigree_phase.hpp"
 
@@ -31,6 +32,21 @@ struct single_step_settings {
   std::string save_file;                     // OPTION save_H_inverse (empty: not written)
   h_focal_way way = h_focal_way::closed_form;  // OPTION H_focal closed / inverse
 };
+
+// G and A22 of the genotyped animals kept by quality control, in the order of kept.animals.
+struct genomic_matrices {
+  std::vector<std::int32_t> levels;  // level of the animal of each row
+  linalg::dense_matrix g;            // G, tuned and blended as the settings say
+  linalg::dense_matrix a22;          // pedigree relationships (Colleau's product)
+  g_tuning tuning;                   // the tuning applied (a = 0, b = 1 without)
+};
+
+// VanRaden's G of the kept genotypes, tuned to A22 (with s.tune) and blended with it
+// (s.alpha, s.beta); A22 from the pedigree phase's arrays. level[row] is the level of the
+// animal of each row of the genotype table. Prints nothing. nthreads as below.
+genomic_matrices genomic_relationship_matrices(const single_step_settings& s, const genotype_table& g,
+                                               const qc_result& kept, const std::vector<std::int32_t>& level,
+                                               const pedigree::pedigree_phase_result& ped, int nthreads);
 
 // Stops when H cannot be built from the genotypes for this pedigree (it has metafounders); the
 // run calls it before the pedigree phase, so that the fault is told at once.

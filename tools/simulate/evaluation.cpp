@@ -13,7 +13,7 @@ evaluation evaluate(const population& pop, int nanimal, std::span<const char> ha
                     const evaluation_request& request) {
   evaluation ev;
   const double t0 = omp_get_wtime();
-  mme_system sys = build_mme(pop, nanimal, has_record, g0, r0, request.pec_animals);
+  mme_system sys = build_mme(pop, nanimal, has_record, g0, r0, request.pec_animals, request.genomic);
   ev.layout = sys.layout;
   const double t1 = omp_get_wtime();
   const bool inverse = request.pev || request.pec_animals.size() > 1;

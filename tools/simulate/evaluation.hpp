@@ -15,6 +15,7 @@ struct evaluation_request {
   std::span<const int> pec_animals;      // animals whose pairwise covariances are wanted
   solver_engine engine = solver_engine::automatic;
   fill_ordering ordering = fill_ordering::amd;  // of the sparse engine
+  const genomic::genomic_block* genomic = nullptr;  // single-step: the genomic block of H^-1
 };
 
 struct evaluation {
@@ -37,7 +38,8 @@ inline std::size_t pair_index(std::size_t a, std::size_t b, std::size_t m) {
   return a * m - a * (a + 1) / 2 + (b - a - 1);
 }
 
-// BLUP of animals 1..nanimal of pop with the records has_record marks (build_mme, solve_mme).
+// BLUP of animals 1..nanimal of pop with the records has_record marks (build_mme, solve_mme);
+// single-step BLUP (H^-1 in place of A^-1) with request.genomic.
 // The inverse is formed only when PEVs or PECs are asked for.
 evaluation evaluate(const population& pop, int nanimal, std::span<const char> has_record,
                     const linalg::dense_matrix& g0, const linalg::dense_matrix& r0,

@@ -25,7 +25,7 @@ linalg::dense_matrix small_spd_inverse(const linalg::dense_matrix& m, const char
 
 mme_system build_mme(const population& pop, int nanimal, std::span<const char> has_record,
                      const linalg::dense_matrix& g0, const linalg::dense_matrix& r0,
-                     std::span<const int> pec_animals) {
+                     std::span<const int> pec_animals, const genomic::genomic_block* genomic) {
   const int nt = pop.ntrait;
   const std::size_t unt = static_cast<std::size_t>(nt);
   const linalg::dense_matrix ginv = small_spd_inverse(g0, "genetic (co)variance");
@@ -39,8 +39,10 @@ mme_system build_mme(const population& pop, int nanimal, std::span<const char> h
   sys.unused.assign(static_cast<std::size_t>(neq), 0);
 
   const std::int64_t m = static_cast<std::int64_t>(pec_animals.size());
+  const std::int64_t ng = genomic ? static_cast<std::int64_t>(genomic->levels.size()) : 0;
   const std::int64_t expected = static_cast<std::int64_t>(nanimal) * (5 * nt * nt) +
-                                static_cast<std::int64_t>(pop.nherd) * nt * nt + m * (m - 1) / 2 * nt;
+                                static_cast<std::int64_t>(pop.nherd) * nt * nt + m * (m - 1) / 2 * nt +
+                                ng * (ng + 1) / 2 * nt * nt;
   sparse::sparse_hashm h;
   sparse::init(h, sparse::hash_capacity_for(expected), sparse::hash_storage::upper, neq);
 
@@ -90,6 +92,22 @@ mme_system build_mme(const population& pop, int nanimal, std::span<const char> h
             const int r = lay.animal_eq(who[a], t1), col = lay.animal_eq(who[b], t2);
             if (r <= col) sparse::addm(v * ginv(t1 - 1, t2 - 1), r, col, h);
           }
+        }
+      }
+    }
+  }
+
+  // The genomic block of H^-1: X (x) G0^-1 among the genotyped animals.
+  for (std::int64_t a = 0; a < ng; ++a) {
+    const int la = genomic->levels[static_cast<std::size_t>(a)];
+    if (la < 1 || la > nanimal) fatal("ventrel-simulate: a genotyped animal lies outside the animals of the equations");
+    for (std::int64_t b = 0; b < ng; ++b) {
+      const int lb = genomic->levels[static_cast<std::size_t>(b)];
+      const double x = genomic->x(static_cast<int>(a), static_cast<int>(b));
+      for (int t1 = 1; t1 <= nt; ++t1) {
+        for (int t2 = 1; t2 <= nt; ++t2) {
+          const int r = lay.animal_eq(la, t1), col = lay.animal_eq(lb, t2);
+          if (r <= col) sparse::addm(x * ginv(t1 - 1, t2 - 1), r, col, h);
         }
       }
     }

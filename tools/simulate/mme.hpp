@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "genomic/hinverse_build.hpp"
 #include "linalg/dense_matrix.hpp"
 #include "simulate/population.hpp"
 #include "sparse/ija_matrix.hpp"
@@ -42,10 +43,14 @@ struct mme_system {
 // The animals are 1..nanimal of pop (their parents lie among them); has_record[i] says whether
 // animal i's record enters. Every pair of `pec_animals` is entered for each trait as an
 // explicit zero, so that it lies in the pattern of the factor and its sparse inverse.
-// Cost: O(records ntrait^2 + nanimal ntrait^2 + pairs ntrait) hash additions.
+// With `genomic` (a single-step evaluation) A^-1 becomes H^-1 = A^-1 + [0 0; 0 X]: X (x) G0^-1
+// is added among the genotyped animals (genomic->levels, which must lie in 1..nanimal), a dense
+// block in the sparse equations.
+// Cost: O(records ntrait^2 + nanimal ntrait^2 + pairs ntrait + genotyped^2 ntrait^2 / 2) hash
+// additions.
 mme_system build_mme(const population& pop, int nanimal, std::span<const char> has_record,
                      const linalg::dense_matrix& g0, const linalg::dense_matrix& r0,
-                     std::span<const int> pec_animals = {});
+                     std::span<const int> pec_animals = {}, const genomic::genomic_block* genomic = nullptr);
 
 // The inverse of a small symmetric positive definite matrix (LAPACK); stops with a message
 // naming `what` when it is not positive definite.

@@ -86,6 +86,7 @@ std::string parameter_file_text(const simulation_options& opt, const population&
   t.word("OPTION validation 2").word(validation_file_name).end();
   t.line("OPTION predictive_ability");
   if (opt.se != "none") t.word("OPTION se").word(opt.se).end();
+  if (opt.markers > 0) t.word("OPTION SNP_file").word(genotype_file_name).end();
   return t.take();
 }
 

@@ -22,6 +22,7 @@ inline constexpr const char* pedigree_file_name = "pedigree.txt";
 inline constexpr const char* validation_file_name = "validation.txt";
 inline constexpr const char* yhat_file_name = "yhat_residual";
 inline constexpr const char* true_values_file_name = "true_bv.txt";
+inline constexpr const char* genotype_file_name = "snp.txt";           // and snp.txt.xref
 
 // "solutions_whole" / "solutions_partial"; "ebv_pev_<t>_1_<which>"; "pec_<t>_1_<which>".
 std::string solutions_file_name(bool whole);
@@ -31,7 +32,7 @@ std::string pec_name(int trait, bool whole);
 // The parameter file: DATAFILE data.txt, the traits in data columns 3.., effect 1 the herd
 // (column 2), effect 2 the animal (column 1) with RANDOM_TYPE add_animal and FILE pedigree.txt,
 // R0 and G0; then OPTION validation 2 validation.txt, OPTION predictive_ability and, unless
-// opt.se is "none", OPTION se with its method.
+// opt.se is "none", OPTION se with its method; with opt.markers, OPTION SNP_file snp.txt.
 std::string parameter_file_text(const simulation_options& opt, const population& pop,
                                 const linalg::dense_matrix& g0, const linalg::dense_matrix& r0);
 

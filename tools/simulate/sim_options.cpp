@@ -78,10 +78,12 @@ parsed_command_line parse_command_line(const std::vector<std::string>& args) {
     if (name == "acc") { o.acc = true; continue; }
     if (name == "no-pev") { o.pev = false; continue; }
     if (name == "quiet") { o.verbosity = 0; continue; }
+    if (name == "no-sire-genotypes") { o.genotype_sires = false; continue; }
     static const char* const valued[] = {
         "seed", "generations", "size", "founders", "animals", "sires", "dams", "overlap",
         "traits", "h2", "vp", "rg", "re", "herds", "herd-share", "mean", "select",
-        "partial-generations", "pec-max", "se", "solver", "ordering", "out"};
+        "partial-generations", "pec-max", "se", "solver", "ordering", "out", "markers", "recombination",
+        "founder-haplotypes", "snp-missing", "genotyped-generations", "genotyped-share", "marker-variance"};
     if (std::find(std::begin(valued), std::end(valued), name) == std::end(valued)) {
       bad("unknown option --" + name + " (see --help)");
     }
@@ -129,6 +131,13 @@ parsed_command_line parse_command_line(const std::vector<std::string>& args) {
       else if (value == "metis") o.ordering = fill_ordering::metis;
       else bad("option --ordering takes amd or metis, not \"" + value + "\"");
     } else if (name == "out") o.out = value;
+    else if (name == "markers") o.markers = to_int32(name, value);
+    else if (name == "recombination") o.recombination = to_real(name, value);
+    else if (name == "founder-haplotypes") o.founder_haplotypes = to_int32(name, value);
+    else if (name == "snp-missing") o.snp_missing = to_real(name, value);
+    else if (name == "genotyped-generations") o.genotyped_generations = to_int32(name, value);
+    else if (name == "genotyped-share") o.genotyped_share = to_real(name, value);
+    else if (name == "marker-variance") o.marker_variance = to_real(name, value);
   }
   if (!r.help) check_options(o);
   return r;
@@ -168,6 +177,17 @@ void check_options(simulation_options& o) {
   std::int64_t total = static_cast<std::int64_t>(o.founders) +
                        static_cast<std::int64_t>(o.size) * o.generations;
   if (total > 2000000000) bad("too many animals: " + num(total));
+  if (o.markers < 0) bad("--markers must not be negative");
+  if (o.markers > 0) {
+    if (o.select != selection::random) bad("--markers needs --select none (the marker values are added after the pedigree is made)");
+    if (!(o.recombination >= 0.0 && o.recombination <= 0.5)) bad("--recombination must lie in 0..0.5");
+    if (o.founder_haplotypes < 0) bad("--founder-haplotypes must not be negative");
+    if (!(o.snp_missing >= 0.0 && o.snp_missing < 0.1)) bad("--snp-missing must lie in 0..0.1");
+    if (o.genotyped_generations < 0 || o.genotyped_generations > o.generations + 1)
+      bad("--genotyped-generations must lie in 0.." + num(o.generations + 1));
+    if (!(o.genotyped_share > 0.0 && o.genotyped_share <= 1.0)) bad("--genotyped-share must lie in (0, 1]");
+    if (!(o.marker_variance >= 0.0 && o.marker_variance <= 1.0)) bad("--marker-variance must lie in 0..1");
+  }
 }
 
 std::string help_text() {
@@ -202,6 +222,16 @@ std::string help_text() {
       "  --solver auto|dense|sparse    engine for the mixed-model equations (auto)\n"
       "  --ordering amd|metis     fill-reducing ordering of the sparse engine (amd)\n"
       "  --out DIR                output folder (sim)\n"
+      "Genotypes and single-step evaluations (with --markers)\n"
+      "  --markers M              markers genotyped; the evaluations become single-step (0: none)\n"
+      "  --recombination r        crossover probability between neighbouring markers (0.001)\n"
+      "  --founder-haplotypes K   haplotypes per chromosome of 1024 markers the founders draw\n"
+      "                           from; 0 = no disequilibrium in the founders (100)\n"
+      "  --snp-missing s          share of calls written as missing (0)\n"
+      "  --genotyped-generations N  youngest generations genotyped (1)\n"
+      "  --genotyped-share s      share of their animals genotyped, at random (1)\n"
+      "  --no-sire-genotypes      sires are not genotyped unless in those generations\n"
+      "  --marker-variance q      share of the genetic (co)variance due to the markers (0.95)\n"
       "  --quiet                  no console summary\n";
 }
 

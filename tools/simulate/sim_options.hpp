@@ -50,6 +50,16 @@ struct simulation_options {
   std::string se = "exact";             // OPTION se in the parameter file; "none" = no line
   solver_engine solver = solver_engine::automatic;
   fill_ordering ordering = fill_ordering::amd;  // ordering of the sparse engine
+  // Genotypes and the single-step evaluation (markers > 0).
+  int markers = 0;                      // markers genotyped; 0 = none (pedigree evaluations)
+  double recombination = 0.001;         // crossover probability between neighbouring markers
+  int founder_haplotypes = 100;         // haplotypes per chromosome the founders draw from
+                                        // (0 = each drawn marker by marker: no disequilibrium)
+  double snp_missing = 0.0;             // share of calls written as missing
+  int genotyped_generations = 1;        // youngest generations genotyped
+  double genotyped_share = 1.0;         // share of their animals genotyped, at random
+  bool genotype_sires = true;           // every animal used as a sire is genotyped
+  double marker_variance = 0.95;        // share of the genetic (co)variance due to the markers
   std::string out = "sim";              // output folder
   int verbosity = 1;                    // 0: silent; 1: summary lines on the console
 };

@@ -11,6 +11,7 @@
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/output_file.hpp"
+#include "simulate/genotype_drop.hpp"
 #include "simulate/mme_solver.hpp"
 #include "simulate/output_files.hpp"
 
@@ -77,6 +78,10 @@ void print_summary(const simulation_options& opt, const simulation_result& r) {
       fixed(ug / m, 4) + " against " + fixed(u0 / (p.first_of_generation[1] - 1), 4) + " in the founders");
   say("  records: " + num(records(r.record_whole)) + " whole, " + num(records(r.record_partial)) +
       " partial; focal animals: " + num(static_cast<int>(r.focal.size())));
+  if (opt.markers > 0)
+    say("  single-step evaluations: " + num(static_cast<int>(r.genotypes.typed.size())) + " animals genotyped (" +
+        num(r.genotyped_kept) + " kept by quality control), " + num(opt.markers) + " markers; genotypes and H-inverse " +
+        seconds(r.seconds_genomic));
   say("  population " + seconds(r.seconds_population) + "; whole evaluation: " +
       num(r.whole.layout.neq()) + " equations, build " + seconds(r.whole.seconds_build) + ", solve " +
       seconds(r.whole.seconds_solve) + "; partial: build " + seconds(r.partial.seconds_build) +
@@ -122,6 +127,15 @@ simulation_result run_simulation(const simulation_options& opt) {
   req.ordering = opt.ordering;
   req.pev = opt.pev;
   r.pec_written = opt.pev && static_cast<int>(r.focal.size()) <= opt.pec_max;
+  genomic::genomic_block block;
+  if (opt.markers > 0) {
+    t0 = omp_get_wtime();
+    r.genotypes = add_genotypes(r.pop, opt);
+    block = hinverse_genomic_block(p, r.genotypes, 0);
+    r.genotyped_kept = static_cast<int>(block.levels.size());
+    req.genomic = &block;
+    r.seconds_genomic = omp_get_wtime() - t0;
+  }
   if (r.pec_written) req.pec_animals = r.focal;
   r.whole = evaluate(p, p.n, r.record_whole, g0, r0, req);
   r.partial = evaluate(p, p.n, r.record_partial, g0, r0, req);
@@ -135,6 +149,9 @@ simulation_result run_simulation(const simulation_options& opt) {
   write(d, validation_file_name, validation_text(r.focal));
   write(d, true_values_file_name, true_values_text(p));
   write(d, yhat_file_name, yhat_residual_text(p, r.record_whole, r.whole));
+  if (opt.markers > 0)
+    write_genotype_files((std::filesystem::path(d) / genotype_file_name).string(), r.genotypes.typed, opt.markers,
+                         r.genotypes.codes);
   for (bool whole : {true, false}) {
     const evaluation& ev = whole ? r.whole : r.partial;
     write(d, solutions_file_name(whole), solutions_text(p, ev, opt.acc, g0));
