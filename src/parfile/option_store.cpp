@@ -26,6 +26,19 @@ bool is_option_line(std::string_view line) {
   line.remove_prefix(i);
   return line.starts_with("OPTION") && (line.size() == 6 || line[6] == ' ' || line[6] == '\t');
 }
+
+// The next OPTION line of the file from its position, cut at max_line and at its comment;
+// false at the end of the file.
+bool next_option_line(line_reader& file, std::string_view& line) {
+  while (file.next(line)) {
+    line = line.substr(0, max_line);
+    if (std::size_t c = line.find('#'); c != std::string_view::npos && c > 0) line = line.substr(0, c);
+    if (!is_option_line(line)) continue;
+    stop_on_tab(file, line);
+    return true;
+  }
+  return false;
+}
 }  // namespace
 
 option_values option_store::get_option(std::string_view name, bool continue_search) const {
@@ -33,11 +46,7 @@ option_values option_store::get_option(std::string_view name, bool continue_sear
   const std::string wanted = to_lower(trim_right(name));
   asked_.insert(wanted);
   std::string_view line;
-  while (file_->next(line)) {
-    line = line.substr(0, max_line);
-    if (std::size_t c = line.find('#'); c != std::string_view::npos && c > 0) line = line.substr(0, c);
-    if (!is_option_line(line)) continue;
-    stop_on_tab(*file_, line);
+  while (next_option_line(*file_, line)) {
     option_values v = nums2(line, max_words, at_line(file_->path(), file_->line_number()));
     if (v.n < 2 || to_lower(v.xc[1]) != wanted) continue;
     v.xc.erase(v.xc.begin(), v.xc.begin() + 2);
@@ -54,11 +63,7 @@ std::vector<std::string> option_store::unread_option_names() const {
   std::vector<std::string> names;
   std::set<std::string> seen;
   std::string_view line;
-  while (file_->next(line)) {
-    line = line.substr(0, max_line);
-    if (std::size_t c = line.find('#'); c != std::string_view::npos && c > 0) line = line.substr(0, c);
-    if (!is_option_line(line)) continue;
-    stop_on_tab(*file_, line);
+  while (next_option_line(*file_, line)) {
     // The second word: the option's name.
     std::size_t b = line.find_first_not_of(' ', line.find_first_not_of(' ') + 6);
     if (b == std::string_view::npos) continue;
