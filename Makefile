@@ -1,6 +1,6 @@
 # ventrel: the commands of a new user, and the developers' targets.
 #   make           install what the program needs, build ventrel and ventrel-simulate in build/
-#   make demo      the same, then run ventrel on the bundled example in examples/
+#   make demo      the same, then run ventrel on the bundled examples in examples/
 #   make install   the same, then install ventrel and ventrel-simulate into $(DESTDIR)$(PREFIX)/bin
 #   make test      install what the tests need too, build everything in build/, run every test
 #   make asan      the unit and end-to-end tests under AddressSanitizer + UBSan (build-asan/)
