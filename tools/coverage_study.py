@@ -2,7 +2,8 @@
 """Coverage study of ventrel's standard errors on simulated evaluations.
 
 For every replicate (one seed) ventrel-simulate writes a small evaluation with an accuracy
-column and the PEV and PEC files; ventrel then runs five times on it:
+column and the PEV and PEC files; ventrel then runs five times on it (twice, the exact ways,
+in the single-step scenario "genomic", whose parameter file has OPTION SNP_file):
   boot         OPTION se boot (10,000 bootstrap replicates over the focal animals)
   exact+pec    OPTION se exact with the pec files
   exact-pec    OPTION se exact with the pec files moved away
@@ -60,7 +61,21 @@ SCENARIOS = {
                     "--select", "ebv"],
     "sires60-ebv": ["--founders", "400", "--size", "400", "--generations", "5", "--sires", "60",
                     "--select", "ebv"],
+    # Single-step: the sires and the two youngest generations genotyped for 2,000 markers that
+    # carry 95% of the genetic variance; both evaluations with H-inverse, and OPTION SNP_file in
+    # the parameter file, so that se exact takes H among the focal animals.
+    "genomic": ["--founders", "400", "--size", "400", "--generations", "5", "--sires", "15",
+                "--markers", "2000", "--genotyped-generations", "2"],
 }
+# Methods run on a scenario when it is not all of them: the genomic scenario is about se exact
+# with H; boot and approx do not use the relationships and are measured on the others.
+SCENARIO_METHODS = {"genomic": ["exact+pec", "exact-pec"]}
+# Scenarios whose relationships are not those of the pedigree: no --variance-check (it uses A).
+NOT_PEDIGREE = {"genomic"}
+
+
+def methods_of(args, scenario):
+    return [m for m in args.methods if m in SCENARIO_METHODS.get(scenario, METHODS)]
 
 
 def run(cmd, cwd):
@@ -279,8 +294,9 @@ def one_replicate(args, scenario, seed, check):
     result = {"scenario": scenario, "seed": seed}
     runs = [("boot", "boot", ()), ("boot-sire", "boot", ("OPTION boot_clusters sire",)),
             ("exact+pec", "exact", ()), ("approx", "approx", ())]
+    methods = methods_of(args, scenario)
     for method, word, extra in runs:
-        if method not in args.methods:
+        if method not in methods:
             continue
         name = "p_%s.txt" % method.replace("+", "")
         write_parameter_file(template, os.path.join(folder, name), word, extra)
@@ -290,7 +306,7 @@ def one_replicate(args, scenario, seed, check):
     for name in os.listdir(folder):
         if name.startswith("pec_"):
             os.rename(os.path.join(folder, name), os.path.join(folder, "held", name))
-    if "exact-pec" in args.methods:
+    if "exact-pec" in methods:
         write_parameter_file(template, os.path.join(folder, "p_exact-pec.txt"), "exact")
         result["exact-pec"] = parse_report(run([args.ventrel, "p_exact-pec.txt"], cwd=folder))
     result.update(realised(folder, animal_effect, s2))
@@ -304,7 +320,8 @@ def one_replicate(args, scenario, seed, check):
 
 def replicate_of(args, scenario, k):
     """Replicate k (0-based) of a scenario: seed --first-seed + k; the same whatever --jobs is."""
-    return one_replicate(args, scenario, args.first_seed + k, k < args.variance_check)
+    return one_replicate(args, scenario, args.first_seed + k,
+                         k < args.variance_check and scenario not in NOT_PEDIGREE)
 
 
 def mean(x):
@@ -402,7 +419,7 @@ def write_csv(results, path, methods):
                   ["%.6f" % r[k] for k in ("cor_p_u", "cor_w_u", "b_u_p", "rel_p_pev", "rel_w_pev")]
             for m in methods:
                 for label, _ in STATISTICS:
-                    row.extend(r[m][label])
+                    row.extend(r[m][label] if m in r else ("",) * 4)
             wr.writerow(row)
 
 
@@ -446,6 +463,7 @@ def main():
         work = functools.partial(replicate_of, args, scenario)
         with multiprocessing.Pool(args.jobs) as pool:
             for k, result in enumerate(pool.imap(work, range(args.replicates))):
+                result["load"] = os.getloadavg()[0]
                 results.append(result)
                 if (k + 1) % 10 == 0:
                     print("%s: %d/%d replicates, %.0f s" % (scenario, k + 1, args.replicates,
@@ -455,10 +473,12 @@ def main():
                      (scenario, " ".join(SCENARIOS[scenario]), args.first_seed,
                       args.first_seed + args.replicates - 1, results[0]["m"]))
         lines.append("")
-        lines.append("Mean SD reported (coverage of the 95%% interval), %d replicates, %.0f s:" %
-                     (len(results), time.time() - t0))
+        loads = [r["load"] for r in results]
+        lines.append("Mean SD reported (coverage of the 95%% interval), %d replicates, %.0f s "
+                     "(1-minute load average %.1f to %.1f, mean %.1f):" %
+                     (len(results), time.time() - t0, min(loads), max(loads), mean(loads)))
         lines.append("")
-        summarise(results, lines, args.methods)
+        summarise(results, lines, methods_of(args, scenario))
     lines.append("Total run time: %.0f s." % (time.time() - start))
     text = "\n".join(lines) + "\n"
     print(text)
