@@ -4,13 +4,16 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <filesystem>
+#include <limits>
+#include <system_error>
+#include <utility>
 
 #include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
-#include "sparse/convert_hash_ija.hpp"
-#include "sparse/inverse_in_pattern.hpp"
+#include "sparse/inverse_block.hpp"
 
 namespace ventrel::genomic {
 
@@ -63,46 +66,128 @@ std::int64_t count_hinverse_elements(const std::string& path, int nlev) {
   return n;
 }
 
+sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev) {
+  check_exists(path);
+  // The lines as they come (row <= column). Reserved by the file's size so that the vectors
+  // are not copied as they grow; pages that are never written are never touched.
+  std::vector<std::int32_t> rows, cols;
+  std::vector<double> vals;
+  std::error_code ec;
+  const std::uintmax_t bytes = std::filesystem::file_size(path, ec);
+  if (!ec) {
+    const std::size_t guess = static_cast<std::size_t>(bytes / 12) + 16;
+    rows.reserve(guess);
+    cols.reserve(guess);
+    vals.reserve(guess);
+  }
+  for_each_element(path, nlev, [&](int i, int j, double v) {
+    rows.push_back(std::min(i, j));
+    cols.push_back(std::max(i, j));
+    vals.push_back(v);
+  });
+  const std::int64_t n = static_cast<std::int64_t>(rows.size());
+  if (n == 0)
+    fatal({"The inverse relationship matrix file " + path + " holds no element", "It is named by OPTION readHInverse"});
+  if (n < nlev)
+    fatal({"The inverse relationship matrix file " + path + " holds " + num(n) + " element(s), fewer than the " +
+               num(nlev) + " levels of the animal effect",
+           "A positive definite matrix of that order needs at least a diagonal element for every level"});
+  if (n > std::numeric_limits<int>::max() - 1)
+    fatal({"The inverse relationship matrix file " + path + " holds " + num(n) + " elements, more than " +
+           num(std::numeric_limits<int>::max() - 1) + " that a matrix of 32-bit row pointers can hold"});
+
+  // Counting sort by row (stable: the lines of a row keep the file's order), then each row by
+  // column, a pair given again being added to the first.
+  sparse::ija_matrix m;
+  m.n = nlev;
+  m.ia.assign(static_cast<std::size_t>(nlev) + 1, 0);
+  for (std::int32_t r : rows) ++m.ia[static_cast<std::size_t>(r)];
+  std::vector<int> next(static_cast<std::size_t>(nlev));
+  for (int i = 0, at = 0; i < nlev; ++i) {
+    next[static_cast<std::size_t>(i)] = at;
+    at += m.ia[static_cast<std::size_t>(i) + 1];
+  }
+  m.ja.resize(static_cast<std::size_t>(n));
+  m.a.resize(static_cast<std::size_t>(n));
+  for (std::int64_t e = 0; e < n; ++e) {
+    const int q = next[static_cast<std::size_t>(rows[static_cast<std::size_t>(e)] - 1)]++;
+    m.ja[static_cast<std::size_t>(q)] = cols[static_cast<std::size_t>(e)];
+    m.a[static_cast<std::size_t>(q)] = vals[static_cast<std::size_t>(e)];
+  }
+  rows = std::vector<std::int32_t>();
+  cols = std::vector<std::int32_t>();
+  vals = std::vector<double>();
+  std::vector<std::pair<int, double>> work;
+  int out = 0, begin = 0;
+  m.ia[0] = 1;
+  for (int i = 0; i < nlev; ++i) {
+    const int end = next[static_cast<std::size_t>(i)];
+    int* ja = m.ja.data();
+    double* a = m.a.data();
+    bool ascending = true;
+    for (int q = begin + 1; q < end && ascending; ++q) ascending = ja[q] > ja[q - 1];
+    if (!ascending) {
+      work.clear();
+      for (int q = begin; q < end; ++q) work.emplace_back(ja[q], a[q]);
+      std::stable_sort(work.begin(), work.end(), [](const auto& x, const auto& y) { return x.first < y.first; });
+      for (int q = begin; q < end; ++q) {
+        ja[q] = work[static_cast<std::size_t>(q - begin)].first;
+        a[q] = work[static_cast<std::size_t>(q - begin)].second;
+      }
+    }
+    for (int q = begin; q < end; ++q) {
+      if (out > m.ia[static_cast<std::size_t>(i)] - 1 && ja[out - 1] == ja[q]) {
+        a[out - 1] += a[q];
+        continue;
+      }
+      ja[out] = ja[q];
+      a[out] = a[q];
+      ++out;
+    }
+    m.ia[static_cast<std::size_t>(i) + 1] = out + 1;
+    begin = end;
+  }
+  m.ja.resize(static_cast<std::size_t>(out));
+  m.a.resize(static_cast<std::size_t>(out));
+  return m;
+}
+
 std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::string& path, int nlev,
                                                                    const std::vector<std::vector<int>>& sets,
                                                                    const inverse_settings& settings) {
-  // A first pass checks the file and counts its elements before anything of the matrix's order
-  // is allocated: the order (nlev, from the parameter file) is thus bounded by the file's length.
-  const std::int64_t lines = count_hinverse_elements(path, nlev);
-  std::int64_t pairs = 0;
-  for (const auto& s : sets) pairs += static_cast<std::int64_t>(s.size()) * static_cast<std::int64_t>(s.size() + 1) / 2;
-  sparse::sparse_hashm h;
-  sparse::init(h, sparse::hash_capacity_for(std::max<std::int64_t>(lines + pairs, 16)), sparse::hash_storage::upper, nlev);
-  h.msg_level = settings.msg_level;
-  read_hinverse(path, nlev, h);
-  // Every focal pair as an explicit element, so that it lies in the factor's pattern and the
-  // sparse inverse gives it.
-  for (const auto& s : sets)
-    for (std::size_t a = 0; a < s.size(); ++a)
-      for (std::size_t b = a; b < s.size(); ++b) sparse::addm(0.0, std::min(s[a], s[b]), std::max(s[a], s[b]), h);
-
-  sparse::ija_matrix m;
-  sparse::convert_hash_ija(h, m);
-  h = sparse::sparse_hashm();  // the table is no longer needed
+  sparse::ija_matrix m = read_hinverse_matrix(path, nlev);
   return focal_elements_of_inverse(m, sets, settings, "the inverse relationship matrix of file " + path);
 }
 
 std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
                                                             const inverse_settings& settings, const std::string& what) {
-  sparse::invert_in_pattern(m, {settings.threads, settings.msg_level, "while inverting " + what});
+  // The focal animals of every set, each once; a level outside the matrix has no element.
+  std::vector<int> chosen, place(static_cast<std::size_t>(m.n) + 1, -1);
+  for (const auto& s : sets)
+    for (int lev : s)
+      if (lev >= 1 && lev <= m.n && place[static_cast<std::size_t>(lev)] < 0) {
+        place[static_cast<std::size_t>(lev)] = static_cast<int>(chosen.size());
+        chosen.push_back(lev);
+      }
+  const sparse::inverse_block_result block =
+      sparse::inverse_block(m, chosen, {settings.threads, settings.msg_level, "while inverting " + what});
 
   std::vector<linalg::dense_matrix> out;
   for (const auto& s : sets) {
     const int k = static_cast<int>(s.size());
     linalg::dense_matrix a(k, k);
-    for (int j = 0; j < k; ++j)
+    for (int j = 0; j < k; ++j) {
+      const int lj = s[static_cast<std::size_t>(j)];
+      if (lj < 1 || lj > m.n) continue;
       for (int i = j; i < k; ++i) {
-        std::int64_t pos = sparse::ija_position(m, std::min(s[static_cast<std::size_t>(i)], s[static_cast<std::size_t>(j)]),
-                                                std::max(s[static_cast<std::size_t>(i)], s[static_cast<std::size_t>(j)]));
-        double v = pos < 0 ? 0.0 : m.a[static_cast<std::size_t>(pos)];
+        const int li = s[static_cast<std::size_t>(i)];
+        if (li < 1 || li > m.n) continue;
+        const double v = block.at(static_cast<std::size_t>(place[static_cast<std::size_t>(li)]),
+                                  static_cast<std::size_t>(place[static_cast<std::size_t>(lj)]));
         a(i, j) = v;
         a(j, i) = v;
       }
+    }
     out.push_back(std::move(a));
   }
   return out;

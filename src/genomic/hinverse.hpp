@@ -30,17 +30,23 @@ struct inverse_settings {
   int msg_level = 0;  // sparse solver's message level
 };
 
+// The matrix of the file in upper IJA form (order nlev), read in one pass: the lines are kept
+// as they come, then sorted by row and column; a pair given more than once is summed in the
+// order of the file. Stops as read_hinverse and count_hinverse_elements do, before anything of
+// order nlev is allocated.
+sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev);
+
 // A_focal of every focal set (levels of the animal effect, in each set's order) from the
-// inverse relationship matrix in the file: count_hinverse_elements, then read_hinverse with every
-// focal pair entered, then the sparse inverse. Memory O(elements + focal pairs + nlev), nlev
-// being at most the number of elements.
+// inverse relationship matrix in the file: read_hinverse_matrix, then focal_elements_of_inverse.
+// Memory O(elements + nlev + k^2), k the focal animals of all sets.
 std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::string& path, int nlev,
                                                                    const std::vector<std::vector<int>>& sets,
                                                                    const inverse_settings& settings);
 
-// The elements of the inverse of m (upper IJA, order nlev) at every pair of each focal set, by
-// the sparse inverse (m's values are overwritten). Every pair must be stored in m (a zero where
-// the matrix has none). A stop of the sparse solver adds the line "while inverting " + what.
+// The elements of the inverse of m (upper IJA, order nlev) at every pair of each focal set:
+// the focal animals of all sets are pivoted last in the Cholesky factor, whose trailing triangle
+// then gives their block of the inverse (sparse::inverse_block); m is left as it is. A stop of
+// the sparse solver adds the line "while inverting " + what.
 std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
                                                             const inverse_settings& settings, const std::string& what);
 

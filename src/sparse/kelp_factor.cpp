@@ -60,13 +60,13 @@ void kelp_factor::set_permutation(std::vector<std::int64_t> perm) {
   perm_.assign(perm.begin(), perm.end());
 }
 
-void kelp_factor::analyze(const upper_csr& a) {
+void kelp_factor::analyze(const upper_csr& a, bool postorder) {
   cholmod_view v(a);
   cholmod_common* cc = s_.common();
   s_.free_factor(l_);
   cc->nmethods = 1;
   cc->method[0].ordering = CHOLMOD_GIVEN;
-  cc->postorder = 1;
+  cc->postorder = postorder ? 1 : 0;
   cc->supernodal = CHOLMOD_SUPERNODAL;
   l_ = s_.check(cholmod_l_analyze_p(&v.s, perm_.data(), nullptr, 0, cc), "cholmod_l_analyze_p");
   // check_supernodal_structure: the row list of every supernode ascending, without duplicates

@@ -52,10 +52,10 @@ class kelp_factor {
   // Fill-reducing permutation of the pattern of a (perm[k] = original index of pivot k).
   void order(const upper_csr& a, kelp_ordering ordering);
   void set_permutation(std::vector<std::int64_t> perm);
-  // Symbolic factorisation with the permutation in force, followed by CHOLMOD's postorder of
-  // the elimination tree (so that the final permutation may differ from the one given), and
-  // the check that every supernode's row list is sorted without duplicates.
-  void analyze(const upper_csr& a);
+  // Symbolic factorisation with the permutation in force, followed (postorder true) by CHOLMOD's
+  // postorder of the elimination tree (so that the final permutation may differ from the one
+  // given), and the check that every supernode's row list is sorted without duplicates.
+  void analyze(const upper_csr& a, bool postorder = true);
   // Numeric supernodal factorisation, with as many BLAS threads as the run set.
   void factorize(const upper_csr& a);
   void release();  // discards permutation and factor

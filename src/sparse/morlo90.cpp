@@ -252,7 +252,7 @@ void morlo90::symbolic(entry& e) {
       morlo_storage_ = need;
     }
   } else {
-    kelp_->analyze(e.view);
+    kelp_->analyze(e.view, settings_.postorder);
     if (settings_.msg_level > 0) say("* find_maximal_supernode ns= " + num(kelp_->supernodes()));
     const std::int64_t lnz = kelp_->factor_nnz();
     if (!e.ia8 && lnz >= (std::int64_t{1} << 31))

@@ -31,6 +31,8 @@ struct morlo90_settings {
   std::int64_t morlo_max_memory = 0;            // MORLO: most reals the factor may take, 0: any
   std::string context;                          // KELP: a last line for every stop (which matrix
                                                 // it is); empty: none
+  bool postorder = true;                        // KELP: postorder the elimination tree after the
+                                                // ordering (false: the pivots stay as ordered)
 };
 
 // Optional arguments of a task; an absent one is empty or null.
@@ -79,11 +81,17 @@ class morlo90 {
     reset();
     settings_.ordering = o;
   }
+  void set_postorder(bool p) {
+    reset();
+    settings_.postorder = p;
+  }
   void set_msg_level(int level) { settings_.msg_level = level; }
 
   morlo_step step() const { return step_; }
   // Reals held by the factor in hand (supernodal panels, or L and D), 0 before the analysis.
   std::int64_t factor_storage() const;
+  // The KELP factor in hand (null before an ordering with the KELP engine).
+  const kelp_factor* kelp() const { return kelp_.get(); }
 
  private:
   struct entry;  // which entry is running: its name in messages, the matrix view

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "reference/dense_inverse.hpp"
+#include "sparse/convert_hash_ija.hpp"
 #include "reference/tabular_a.hpp"
 #include "support/test_support.hpp"
 
@@ -64,6 +65,32 @@ TEST(hinverse, a_pair_given_twice_is_summed_and_blank_lines_are_skipped) {
   EXPECT_NEAR(out[0](0, 0), 0.25, 1e-14);
   EXPECT_NEAR(out[0](1, 1), 2.0, 1e-14);
   EXPECT_EQ(out[0](0, 1), 0.0);
+}
+
+TEST(hinverse, the_matrix_read_in_one_pass_equals_the_one_added_up_in_a_hash_table) {
+  // Lines in random order, in either triangle, a pair given up to four times with values that
+  // do not add up exactly in every order: the sums must be those of the file's order.
+  std::mt19937 g(11);
+  std::uniform_int_distribution<int> idx(1, 40);
+  std::uniform_real_distribution<double> val(-1.0, 1.0);
+  std::string text;
+  for (int i = 1; i <= 40; ++i) text += std::to_string(i) + " " + std::to_string(i) + " 3.0\n";
+  for (int k = 0; k < 400; ++k) {
+    char buf[96];
+    std::snprintf(buf, sizeof buf, "%d %d %.17g\n", idx(g), idx(g) % 7 + 1, val(g) * 1e-3 + (k % 3 == 0 ? 1e3 : 0.0));
+    text += buf;
+  }
+  const std::string path = write_temp("ainv3.txt", text);
+  sparse::sparse_hashm h;
+  sparse::init(h, 64, sparse::hash_storage::upper, 40);
+  read_hinverse(path, 40, h);
+  sparse::ija_matrix want;
+  sparse::convert_hash_ija(h, want);
+  const sparse::ija_matrix got = read_hinverse_matrix(path, 40);
+  EXPECT_EQ(got.n, 40);
+  EXPECT_EQ(got.ia, want.ia);
+  EXPECT_EQ(got.ja, want.ja);
+  EXPECT_EQ(got.a, want.a) << "bit for bit";
 }
 
 TEST(hinverse, values_and_indices_the_end_to_end_runs_do_not_try_stop) {
