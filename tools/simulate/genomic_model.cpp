@@ -98,7 +98,8 @@ genomic::genomic_block hinverse_genomic_block(const population& pop, const genot
   const genomic::single_step_settings s;  // ventrel's defaults for OPTION SNP_file
   const genomic::qc_result kept = genomic::quality_control(t, s.qc, nthreads);
   if (kept.animals.empty() || kept.markers.empty())
-    fatal("ventrel-simulate: no genotyped animal or no marker is left after quality control; give more markers");
+    fatal("ventrel-simulate: no genotyped animal or no marker is left after quality control; give more markers or "
+          "genotype more animals");
   const genomic::genomic_matrices m = genomic::genomic_relationship_matrices(s, t, kept, level, ped, nthreads);
   const genomic::pd_context context{&t, &kept, "ventrel-simulate's genotypes"};
   return genomic::genomic_block{m.levels, genomic::genomic_inverse_block(m.g, m.a22, s.weights, context, nthreads)};

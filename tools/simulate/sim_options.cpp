@@ -187,6 +187,8 @@ void check_options(simulation_options& o) {
       bad("--genotyped-generations must lie in 0.." + num(o.generations + 1));
     if (!(o.genotyped_share > 0.0 && o.genotyped_share <= 1.0)) bad("--genotyped-share must lie in (0, 1]");
     if (!(o.marker_variance >= 0.0 && o.marker_variance <= 1.0)) bad("--marker-variance must lie in 0..1");
+    if (!o.genotype_sires && o.genotyped_generations == 0)
+      bad("--markers needs genotyped animals: --genotyped-generations 0 with --no-sire-genotypes genotypes none");
   }
 }
 
