@@ -17,8 +17,13 @@
 #   7  single-step se exact from genotypes: 1,000,000 animals, 10,000 genotyped, 50,000 markers
 #      (fixed at every size), 2,500 focal (whole run); the steps apart (bench_genomic); PLINK 2's
 #      --make-rel on the same genotypes as a peer of G, at the largest size
+#   8  se exact by Colleau for many focal animals: 10,000, 30,000 and 100,000 focal animals in a
+#      1,000,000-animal pedigree, 2 traits (whole run); at 10,000 and 30,000 also the dense
+#      A_focal of before as the peer (bench_se_exact_ways: time of both ways and the largest
+#      relative difference of their SDs)
 # Every count scales with the size: 1/16, 1/4 and 1 of the numbers above (the number of
-# replicates, traits and generations stay fixed).
+# replicates, traits and generations stay fixed); scenario 8 keeps the pedigree and takes the
+# focal animals above (its growth exponent is against the number of focal animals).
 #
 # Environment:
 #   BENCH_QUICK=1        the smallest size only
@@ -49,7 +54,7 @@ build=${1:-build}
 shift || true
 [[ $build = /* ]] || build="$root/$build"
 scenarios=("$@")
-[ ${#scenarios[@]} -eq 0 ] && scenarios=(1 2 3 4 5 6 7)
+[ ${#scenarios[@]} -eq 0 ] && scenarios=(1 2 3 4 5 6 7 8)
 data=${BENCH_DATA:-$build/bench-data}
 limit=${BENCH_LIMIT:-100}
 methods=${BENCH_METHODS:-"1 2 3 4 5 6 7 6mf 8mf"}
@@ -409,13 +414,46 @@ scenario7() {
   rm -f "$dir"/rel.rel.bin
 }
 
+scenario8() {
+  local s=$1 focal animals=1000000 dir size
+  focal=$(echo "$s" | awk '{ print ($1 == 1) ? 10000 : ($1 == 2) ? 30000 : 100000 }')
+  # The size column that the exponent reads: 3 + log4(focal / 100,000), so that the fitted
+  # exponent is that of the time against the number of focal animals.
+  size=$(awk -v f="$focal" 'BEGIN { printf "%.4f", 3 + log(f / 100000) / log(4) }')
+  dir=$data/s8-$s
+  ensure_data "$dir" "animals=$animals" traits=2 "focal=$focal" se=exact inbreeding_method=6 || return
+  [ "${BENCH_GENERATE_ONLY:-0}" = 1 ] && return 0
+  whole_run "$dir"
+  local target=""
+  [ "$s" = 3 ] && target="< 120 s: $(verdict "$wall" 120); < 4 GiB: $(verdict "$peak" 4096)"
+  row 8 "se exact, Colleau, many focal (whole run)" "$(human "$focal") focal, $(human "$animals") animals" "$size" \
+    "$wall" "$peak" "$(rate "$focal" "$wall" "focal animals")" "$target" "$load"
+  # Both ways on the same focal animals: the dense one only where 8 m^2 bytes stay small.
+  local dense=0
+  [ "$focal" -le 30000 ] && dense=1
+  cat "$dir"/ped.txt > /dev/null
+  timed "$dir" "$dir/ways.txt" "$build/bench/bench_se_exact_ways" "dir=$dir" "dense=$dense" threads=2
+  local bw bc dw dc diff
+  bw=$(awk -F'|' '/by blocks/ { gsub(/ /, "", $3); print $3 }' "$dir/ways.txt")
+  bc=$(awk -F'|' '/by blocks/ { gsub(/ /, "", $4); print $4 }' "$dir/ways.txt")
+  cpu=$bc row 8.blocks "  se exact by blocks of columns (the traces alone)" "$(human "$focal") focal" "$size" "${bw:-NaN}" - \
+    "" "" "$load"
+  if [ "$dense" = 1 ]; then
+    dw=$(awk -F'|' '/dense A_focal/ { gsub(/ /, "", $3); print $3 }' "$dir/ways.txt")
+    dc=$(awk -F'|' '/dense A_focal/ { gsub(/ /, "", $4); print $4 }' "$dir/ways.txt")
+    diff=$(sed -n 's/^largest relative difference.*: //p' "$dir/ways.txt")
+    cpu=$dc row 8.dense "  peer: dense A_focal, as before (the traces alone)" "$(human "$focal") focal" "$size" "${dw:-NaN}" \
+      "$peak" "SDs and limits differ by $diff (relative)" "$(awk -v d="$diff" 'BEGIN { print (d + 0 <= 1e-6) ? "<= 1e-6: met" : "<= 1e-6: MISSED" }')" "$load"
+  fi
+}
+
 # ---------------------------------------------------------------------------------------------
 # Run, then the table and the exponents.
 
 echo "ventrel benchmarks: $(date -u '+%Y-%m-%d %H:%M UTC'), data in $data, sizes $sizes" >&2
 for sc in "${scenarios[@]}"; do
   if ! declare -F "scenario$sc" >/dev/null; then
-    echo "unknown scenario $sc (1 to 7)" >&2
+    echo "unknown scenario $sc (1 to 8)" >&2
     exit 2
   fi
   echo "scenario $sc" >&2

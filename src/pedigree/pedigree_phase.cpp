@@ -200,4 +200,9 @@ linalg::dense_matrix focal_relationships(const pedigree_phase_result& ped,
   return focal_relationships(ped.n, ped.ped_sorted, ped.inb_sorted, ped.perm, ped.groups(), focal, nthreads);
 }
 
+linalg::symmetric_columns focal_relationship_columns(const pedigree_phase_result& ped,
+                                                     std::span<const std::int32_t> focal, int nthreads) {
+  return focal_relationship_columns(ped.n, ped.ped_sorted, ped.inb_sorted, ped.perm, ped.groups(), focal, nthreads);
+}
+
 }  // namespace ventrel::pedigree

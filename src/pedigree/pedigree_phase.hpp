@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "linalg/dense_matrix.hpp"
+#include "linalg/symmetric_columns.hpp"
 #include "pedigree/inbreeding.hpp"
 #include "pedigree/pedigree_types.hpp"
 
@@ -73,5 +74,10 @@ void check_focal_animals(const pedigree_phase_result& ped, std::span<const std::
 // A_focal of one focal set from the phase's arrays (see focal_relationships.hpp).
 linalg::dense_matrix focal_relationships(const pedigree_phase_result& ped,
                                          std::span<const std::int32_t> focal, int nthreads = 0);
+
+// The relationships among the focal animals of one focal set a column at a time, from the
+// phase's arrays (see focal_relationship_columns in focal_relationships.hpp).
+linalg::symmetric_columns focal_relationship_columns(const pedigree_phase_result& ped,
+                                                     std::span<const std::int32_t> focal, int nthreads = 0);
 
 }  // namespace ventrel::pedigree

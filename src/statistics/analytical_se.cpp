@@ -196,8 +196,11 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
   return r;
 }
 
-se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
-  std::vector<std::string> first;
+namespace {
+
+// The model se exact uses for one trait, and the warnings that say so: with only one of the two
+// covariance matrices neither is used.
+se_exact_model model_used(const se_trait_input& in, const se_exact_model& model, std::vector<std::string>& first) {
   se_exact_model used = model;
   if (!model.pec_w != !model.pec_p) {
     // One evaluation's covariances alone would pair true covariances with approximated ones;
@@ -213,7 +216,12 @@ se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
     first.push_back("Warning: no prediction error covariances for trait " + num(in.trait) +
                     "; SDs of bias, ratio of accuracies, reliability and predictive ability are "
                     "conservative, that of the dispersion may be narrow with large families");
-  const trace_scalars model_traces = exact_trace_scalars(in, used);
+  return used;
+}
+
+// The intervals from the model's traces, scaled to the observed variance of the partial EBVs
+// when it is clearly below the model's; prints the warnings.
+se_result exact_from_traces(const se_trait_input& in, const trace_scalars& model_traces, std::vector<std::string> first) {
   const sample_moments s = observed_moments(in);
   const double k = s.s_pp / (model_traces.trace_p / static_cast<double>(s.m));
   // Scaled only when the data contradict the model clearly: without selection k scatters about
@@ -230,6 +238,25 @@ se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
   r.warnings.insert(r.warnings.begin(), first.begin(), first.end());
   say_all(r.warnings, 0);
   return r;
+}
+
+}  // namespace
+
+se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
+  std::vector<std::string> first;
+  const se_exact_model used = model_used(in, model, first);
+  return exact_from_traces(in, exact_trace_scalars(in, used), std::move(first));
+}
+
+std::vector<se_result> se_exact(std::span<const se_trait_input> in, std::span<const se_exact_model> model,
+                                const linalg::symmetric_columns& a) {
+  std::vector<std::vector<std::string>> first(in.size());
+  std::vector<se_exact_model> used;
+  for (std::size_t t = 0; t < in.size() && t < model.size(); ++t) used.push_back(model_used(in[t], model[t], first[t]));
+  const std::vector<trace_scalars> traces = exact_trace_scalars(in, used, a);
+  std::vector<se_result> out;
+  for (std::size_t t = 0; t < in.size(); ++t) out.push_back(exact_from_traces(in[t], traces[t], std::move(first[t])));
+  return out;
 }
 
 se_result se_approx(const se_trait_input& in, const se_approx_model& model) {

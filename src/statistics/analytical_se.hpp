@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "linalg/symmetric_columns.hpp"
 #include "statistics/lr_results.hpp"
 
 namespace ventrel::statistics {
@@ -60,6 +61,7 @@ struct se_trait_input {
 // evaluations.
 struct se_exact_model {
   std::span<const double> a_focal;  // A_focal, m x m column-major; only the lower triangle is read
+                                    // (not read by the functions given linalg::symmetric_columns)
   std::span<const double> pev_w;    // PEV of the whole evaluation (ebv_pev file), length m
   std::span<const double> pev_p;    // PEV of the partial evaluation, length m
   const pec_matrix* pec_w = nullptr;  // covariances of the whole evaluation, or none
@@ -113,12 +115,21 @@ struct se_result {
   double scale = 1.0;  // se exact: observed S_pp over the one the model expects (see scaled_traces)
 };
 
-// The trace scalars of se exact. Two passes over the lower triangle of A_focal (row sums, then
-// the centred products); O(m^2) time, O(m) memory beside A_focal (P, W and Y are never formed),
-// plus O(k) for k stored covariances. Without covariance matrices, D gets the off-diagonal
-// elements s2 a_ij (r_w,i r_w,j - r_p,i r_p,j) with r_i^2 = 1 - PEV_i / (a_ii s2) clamped to
-// [0, 1]; with one or both, missing pairs (or a missing matrix) count as 0. Parallel over
-// columns; the sums are reduced in a fixed order, so results do not depend on the thread count.
+// The trace scalars of se exact for several traits of one focal set, from one sweep over the
+// columns of A_focal (a: dense, or computed a block at a time and never stored). Two passes:
+// A_focal times 1 (and times r_w, r_p of each trait without covariances) for the row means,
+// then every column once for the centred products, each trait's sums formed from the column
+// while it is at hand. O(m^2) time per trait, O(m) memory per trait beside what the sweep holds
+// (P, W and Y are never formed), plus O(k) for k stored covariances. Without covariance
+// matrices, D gets the off-diagonal elements s2 a_ij (r_w,i r_w,j - r_p,i r_p,j) with
+// r_i^2 = 1 - PEV_i / (a_ii s2) clamped to [0, 1] (a_ii from a.diagonal); with one or both,
+// missing pairs (or a missing matrix) count as 0. The column sums are added in the order of
+// the sweep's steps, so results do not depend on the thread count.
+std::vector<trace_scalars> exact_trace_scalars(std::span<const se_trait_input> in,
+                                               std::span<const se_exact_model> model,
+                                               const linalg::symmetric_columns& a);
+
+// The same for one trait from the dense model.a_focal.
 trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model& model);
 
 // The trace scalars of se approx: diagonal Vw = s2 a_ii r_w^2, Vp = s2 a_ii r_p^2. O(m).
@@ -141,6 +152,11 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
 // covariances are never taken as 0): a warning names the missing file and the one not used,
 // then the same warning. Further, a warning for each variance set to 0.
 se_result se_exact(const se_trait_input& in, const se_exact_model& model);
+
+// se exact for several traits of one focal set from one sweep over the columns of A_focal:
+// as above for each trait (warnings printed trait after trait once all traces are known).
+std::vector<se_result> se_exact(std::span<const se_trait_input> in, std::span<const se_exact_model> model,
+                                const linalg::symmetric_columns& a);
 
 // se approx for one focal set and trait; prints the warnings of negative variances.
 se_result se_approx(const se_trait_input& in, const se_approx_model& model);

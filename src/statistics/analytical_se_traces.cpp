@@ -1,6 +1,6 @@
 // The trace scalars of the analytical standard errors: sums of products of the doubly centred
-// covariance matrices P = J Vp J, W = J Vw J and Y = J Vy J, formed element by element from
-// A_focal and row means, never stored.
+// covariance matrices P = J Vp J, W = J Vw J and Y = J Vy J, formed element by element from the
+// columns of A_focal as a sweep offers them, never stored.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -12,193 +12,6 @@
 
 namespace ventrel::statistics {
 namespace {
-
-// Number of column blocks of the symmetric products. Fixed, so that the order in which the
-// partial sums are added, and with it the result, does not depend on the number of threads.
-constexpr int n_blocks = 32;
-
-// Splits the columns 0..m-1 into blocks of about equal work over the lower triangle (column j
-// holds m - j elements): block b is [start[b], start[b + 1]).
-std::vector<int> triangle_blocks(int m) {
-  std::vector<int> start(n_blocks + 1, m);
-  start[0] = 0;
-  const double total = 0.5 * static_cast<double>(m) * (m + 1.0);
-  double done = 0.0;
-  int b = 1;
-  for (int j = 0; j < m && b < n_blocks; ++j) {
-    done += static_cast<double>(m - j);
-    while (b < n_blocks && done >= total * b / n_blocks) start[b++] = j + 1;
-  }
-  for (; b < n_blocks; ++b) start[b] = m;
-  return start;
-}
-
-// out[q] = A v[q] for the vectors v[q], reading only the lower triangle of the column-major
-// m x m matrix a. Each column block gathers into its own columns and scatters into a private
-// array; the private arrays are added in block order. Cost: one pass over the lower triangle.
-std::vector<std::vector<double>> symmetric_products(int m, const double* a,
-                                                    const std::vector<const double*>& v) {
-  const std::size_t k = v.size();
-  const std::size_t mm = static_cast<std::size_t>(m);
-  const std::vector<int> start = triangle_blocks(m);
-  std::vector<std::vector<double>> gather(k, std::vector<double>(mm, 0.0));
-  std::vector<std::vector<double>> scatter(static_cast<std::size_t>(n_blocks) * k);
-
-#pragma omp parallel for schedule(dynamic, 1)
-  for (int b = 0; b < n_blocks; ++b) {
-    if (start[b] == start[b + 1]) continue;
-    for (std::size_t q = 0; q < k; ++q) scatter[b * k + q].assign(mm, 0.0);
-    for (int j = start[b]; j < start[b + 1]; ++j) {
-      const double* aj = a + static_cast<std::size_t>(j) * mm;
-      for (std::size_t q = 0; q < k; ++q) {
-        const double* vq = v[q];
-        double* sq = scatter[b * k + q].data();
-        const double vj = vq[j];
-        double g = aj[j] * vj;
-#pragma omp simd reduction(+ : g)
-        for (int i = j + 1; i < m; ++i) {
-          g += aj[i] * vq[i];
-          sq[i] += aj[i] * vj;
-        }
-        gather[q][j] = g;
-      }
-    }
-  }
-  for (std::size_t q = 0; q < k; ++q)
-    for (int b = 0; b < n_blocks; ++b) {
-      const std::vector<double>& s = scatter[b * k + q];
-      if (s.empty()) continue;
-      for (std::size_t i = 0; i < mm; ++i) gather[q][i] += s[i];
-    }
-  return gather;
-}
-
-// Row sums of the stored (off-diagonal) covariances: each pair counts in both rows.
-std::vector<double> pec_row_sums(const pec_matrix* c, int m) {
-  std::vector<double> rs(static_cast<std::size_t>(m), 0.0);
-  if (!c) return rs;
-  for (int j = 0; j < m; ++j)
-    for (std::int64_t e = c->col_start[j]; e < c->col_start[j + 1]; ++e) {
-      rs[c->row[e]] += c->value[e];
-      rs[j] += c->value[e];
-    }
-  return rs;
-}
-
-// Everything the column kernel reads, per focal animal i (positions from 0).
-struct centring {
-  std::vector<double> mp, mw, my;  // row means of Vp, Vw, Vy
-  double gp = 0, gw = 0, gy = 0;   // grand means
-};
-
-struct column_sums {
-  double pp = 0, pw = 0, ww = 0, py = 0, yy = 0, xdx = 0;
-  double p_diag = 0;  // P_jj
-};
-
-struct kernel_data {
-  int m = 0;
-  const double* a = nullptr;
-  double s2 = 0;
-  double e_res = 0;  // s2 / h2 - s2, the residual variance on Vy's diagonal
-  const double* pev_w = nullptr;
-  const double* pev_p = nullptr;
-  const double* r_w = nullptr;  // accuracies (without covariance matrices)
-  const double* r_p = nullptr;
-  const double* x = nullptr;  // centred partial EBVs
-  const pec_matrix* pec_w = nullptr;
-  const pec_matrix* pec_p = nullptr;
-  const centring* c = nullptr;
-};
-
-// Sums of column j over rows i >= j, off-diagonal elements counted twice (for (i, j) and
-// (j, i)). Without covariance matrices D_ij = s2 a_ij (r_w,i r_w,j - r_p,i r_p,j); with them the
-// dense loop takes the off-diagonal covariances as 0 and the stored pairs are corrected after.
-template <bool with_pec, bool with_y>
-column_sums column_kernel(const kernel_data& k, int j) {
-  const int m = k.m;
-  const double* aj = k.a + static_cast<std::size_t>(j) * static_cast<std::size_t>(m);
-  const double* mp = k.c->mp.data();
-  const double* mw = k.c->mw.data();
-  const double* my = k.c->my.data();
-  const double* rw = k.r_w;
-  const double* rp = k.r_p;
-  const double* x = k.x;
-  const double s2 = k.s2;
-  const double cpj = mp[j] - k.c->gp;
-  const double cwj = mw[j] - k.c->gw;
-  const double cyj = my[j] - k.c->gy;
-  const double rwj = with_pec ? 0.0 : rw[j];
-  const double rpj = with_pec ? 0.0 : rp[j];
-
-  double pp = 0, pw = 0, ww = 0, py = 0, yy = 0, xd = 0;
-#pragma omp simd reduction(+ : pp, pw, ww, py, yy, xd)
-  for (int i = j + 1; i < m; ++i) {
-    const double s2a = s2 * aj[i];
-    const double pij = s2a - mp[i] - cpj;
-    double wij;
-    if constexpr (with_pec) {
-      wij = s2a - mw[i] - cwj;
-    } else {
-      const double d = s2a * (rw[i] * rwj - rp[i] * rpj);
-      wij = s2a + d - mw[i] - cwj;
-      xd += x[i] * d;
-    }
-    pp += pij * pij;
-    pw += pij * wij;
-    ww += wij * wij;
-    if constexpr (with_y) {
-      const double yij = s2a - my[i] - cyj;
-      py += pij * yij;
-      yy += yij * yij;
-    }
-  }
-
-  if constexpr (with_pec) {
-    // Stored pairs of column j: P = P0 - cp, W = W0 - cw, D = cp - cw; add the differences.
-    const pec_matrix* cw_m = k.pec_w;
-    const pec_matrix* cp_m = k.pec_p;
-    std::int64_t ew = cw_m ? cw_m->col_start[j] : 0, ew_end = cw_m ? cw_m->col_start[j + 1] : 0;
-    std::int64_t ep = cp_m ? cp_m->col_start[j] : 0, ep_end = cp_m ? cp_m->col_start[j + 1] : 0;
-    while (ew < ew_end || ep < ep_end) {
-      const int iw = ew < ew_end ? cw_m->row[ew] : m;
-      const int ip = ep < ep_end ? cp_m->row[ep] : m;
-      const int i = std::min(iw, ip);
-      const double cw = iw == i ? cw_m->value[ew++] : 0.0;
-      const double cp = ip == i ? cp_m->value[ep++] : 0.0;
-      const double s2a = s2 * aj[i];
-      const double p0 = s2a - mp[i] - cpj;
-      const double w0 = s2a - mw[i] - cwj;
-      pp -= cp * (2.0 * p0 - cp);
-      pw += cp * cw - cp * w0 - cw * p0;
-      ww -= cw * (2.0 * w0 - cw);
-      if constexpr (with_y) py -= cp * (s2a - my[i] - cyj);
-      xd += x[i] * (cp - cw);
-    }
-  }
-
-  column_sums s;
-  const double s2a = s2 * aj[j];
-  const double pjj = s2a - k.pev_p[j] - 2.0 * mp[j] + k.c->gp;
-  const double wjj = s2a - k.pev_w[j] - 2.0 * mw[j] + k.c->gw;
-  s.p_diag = pjj;
-  s.pp = 2.0 * pp + pjj * pjj;
-  s.pw = 2.0 * pw + pjj * wjj;
-  s.ww = 2.0 * ww + wjj * wjj;
-  if constexpr (with_y) {
-    const double yjj = s2a + k.e_res - 2.0 * my[j] + k.c->gy;
-    s.py = 2.0 * py + pjj * yjj;
-    s.yy = 2.0 * yy + yjj * yjj;
-  }
-  s.xdx = x[j] * (2.0 * xd + x[j] * (k.pev_p[j] - k.pev_w[j]));
-  return s;
-}
-
-template <bool with_pec, bool with_y>
-void all_columns(const kernel_data& k, std::vector<column_sums>& out) {
-#pragma omp parallel for schedule(dynamic, 16)
-  for (int j = 0; j < k.m; ++j) out[j] = column_kernel<with_pec, with_y>(k, j);
-}
 
 void check_length(std::size_t got, std::size_t want, const char* what) {
   if (got != want)
@@ -223,109 +36,288 @@ double grand_mean(const std::vector<double>& row_means) {
   return s / static_cast<double>(row_means.size());
 }
 
+// Row sums of the stored (off-diagonal) covariances: each pair counts in both rows.
+std::vector<double> pec_row_sums(const pec_matrix* c, int m) {
+  std::vector<double> rs(static_cast<std::size_t>(m), 0.0);
+  if (!c) return rs;
+  for (int j = 0; j < m; ++j)
+    for (std::int64_t e = c->col_start[j]; e < c->col_start[j + 1]; ++e) {
+      rs[c->row[e]] += c->value[e];
+      rs[j] += c->value[e];
+    }
+  return rs;
+}
+
+// The stored covariances renumbered by the steps of the sweep: the pair (i, j) goes to the
+// column of the later step with the earlier step as its row, rows ascending in each column.
+pec_matrix pec_by_step(const pec_matrix& c, const std::vector<int>& step_of) {
+  const std::size_t m = static_cast<std::size_t>(c.m);
+  pec_matrix s;
+  s.m = c.m;
+  s.col_start.assign(m + 1, 0);
+  for (std::size_t j = 0; j < m; ++j)
+    for (std::int64_t e = c.col_start[j]; e < c.col_start[j + 1]; ++e)
+      ++s.col_start[static_cast<std::size_t>(std::max(step_of[j], step_of[static_cast<std::size_t>(c.row[e])])) + 1];
+  for (std::size_t k = 0; k < m; ++k) s.col_start[k + 1] += s.col_start[k];
+  std::vector<std::int64_t> next(s.col_start.begin(), s.col_start.end() - 1);
+  s.row.resize(c.row.size());
+  s.value.resize(c.value.size());
+  for (std::size_t j = 0; j < m; ++j)
+    for (std::int64_t e = c.col_start[j]; e < c.col_start[j + 1]; ++e) {
+      const int a = step_of[j], b = step_of[static_cast<std::size_t>(c.row[e])];
+      const std::int64_t at = next[static_cast<std::size_t>(std::max(a, b))]++;
+      s.row[at] = std::min(a, b);
+      s.value[at] = c.value[e];
+    }
+  std::vector<std::pair<int, double>> col;
+  for (std::size_t k = 0; k < m; ++k) {
+    col.clear();
+    for (std::int64_t e = s.col_start[k]; e < s.col_start[k + 1]; ++e) col.emplace_back(s.row[e], s.value[e]);
+    std::sort(col.begin(), col.end());
+    std::int64_t e = s.col_start[k];
+    for (const auto& [r, v] : col) {
+      s.row[e] = r;
+      s.value[e++] = v;
+    }
+  }
+  return s;
+}
+
+// One trait's vectors, by step of the sweep (position k holds the focal animal order[k]).
+struct trait_data {
+  bool with_pec = false;  // off-diagonal covariances given (else D's come from the accuracies)
+  bool with_y = false;    // predictive ability
+  double s2 = 0;          // genetic variance
+  double e_res = 0;       // s2 / h2 - s2, the residual variance on Vy's diagonal
+  std::vector<double> mp, mw, my;  // row means of Vp, Vw, Vy
+  double gp = 0, gw = 0, gy = 0;   // grand means
+  std::vector<double> r_w, r_p;    // accuracies (without covariances)
+  std::vector<double> x;           // centred partial EBVs
+  std::vector<double> pev_w, pev_p;
+  pec_matrix pec_w, pec_p;  // by step; empty (m = 0) when not given
+};
+
+struct column_sums {
+  double pp = 0, pw = 0, ww = 0, py = 0, yy = 0, xdx = 0;
+  double p_diag = 0;  // P_kk
+};
+
+// Sums of step k's column over the rows of the earlier steps i < k and the diagonal, the
+// off-diagonal elements counted twice (for (i, k) and (k, i)); v[i] = A(order[i], order[k]).
+// Without covariances D_ik = s2 a_ik (r_w,i r_w,k - r_p,i r_p,k); with them the dense loop takes
+// the off-diagonal covariances as 0 and the stored pairs are corrected after.
+template <bool with_pec, bool with_y>
+column_sums column_kernel(const trait_data& d, int k, const double* v) {
+  const double* mp = d.mp.data();
+  const double* mw = d.mw.data();
+  const double* my = d.my.data();
+  const double* rw = d.r_w.data();
+  const double* rp = d.r_p.data();
+  const double* x = d.x.data();
+  const double s2 = d.s2;
+  const double cpk = mp[k] - d.gp;
+  const double cwk = mw[k] - d.gw;
+  const double cyk = with_y ? my[k] - d.gy : 0.0;
+  const double rwk = with_pec ? 0.0 : rw[k];
+  const double rpk = with_pec ? 0.0 : rp[k];
+
+  double pp = 0, pw = 0, ww = 0, py = 0, yy = 0, xd = 0;
+#pragma omp simd reduction(+ : pp, pw, ww, py, yy, xd)
+  for (int i = 0; i < k; ++i) {
+    const double s2a = s2 * v[i];
+    const double pik = s2a - mp[i] - cpk;
+    double wik;
+    if constexpr (with_pec) {
+      wik = s2a - mw[i] - cwk;
+    } else {
+      const double dd = s2a * (rw[i] * rwk - rp[i] * rpk);
+      wik = s2a + dd - mw[i] - cwk;
+      xd += x[i] * dd;
+    }
+    pp += pik * pik;
+    pw += pik * wik;
+    ww += wik * wik;
+    if constexpr (with_y) {
+      const double yik = s2a - my[i] - cyk;
+      py += pik * yik;
+      yy += yik * yik;
+    }
+  }
+
+  if constexpr (with_pec) {
+    // Stored pairs of column k: P = P0 - cp, W = W0 - cw, D = cp - cw; add the differences.
+    const pec_matrix& cw_m = d.pec_w;
+    const pec_matrix& cp_m = d.pec_p;
+    const bool has_w = cw_m.m > 0, has_p = cp_m.m > 0;
+    std::int64_t ew = has_w ? cw_m.col_start[k] : 0, ew_end = has_w ? cw_m.col_start[k + 1] : 0;
+    std::int64_t ep = has_p ? cp_m.col_start[k] : 0, ep_end = has_p ? cp_m.col_start[k + 1] : 0;
+    while (ew < ew_end || ep < ep_end) {
+      const int iw = ew < ew_end ? cw_m.row[ew] : k;
+      const int ip = ep < ep_end ? cp_m.row[ep] : k;
+      const int i = std::min(iw, ip);
+      const double cw = iw == i ? cw_m.value[ew++] : 0.0;
+      const double cp = ip == i ? cp_m.value[ep++] : 0.0;
+      const double s2a = s2 * v[i];
+      const double p0 = s2a - mp[i] - cpk;
+      const double w0 = s2a - mw[i] - cwk;
+      pp -= cp * (2.0 * p0 - cp);
+      pw += cp * cw - cp * w0 - cw * p0;
+      ww -= cw * (2.0 * w0 - cw);
+      if constexpr (with_y) py -= cp * (s2a - my[i] - cyk);
+      xd += x[i] * (cp - cw);
+    }
+  }
+
+  column_sums s;
+  const double s2a = s2 * v[k];
+  const double pkk = s2a - d.pev_p[k] - 2.0 * mp[k] + d.gp;
+  const double wkk = s2a - d.pev_w[k] - 2.0 * mw[k] + d.gw;
+  s.p_diag = pkk;
+  s.pp = 2.0 * pp + pkk * pkk;
+  s.pw = 2.0 * pw + pkk * wkk;
+  s.ww = 2.0 * ww + wkk * wkk;
+  if constexpr (with_y) {
+    const double ykk = s2a + d.e_res - 2.0 * my[k] + d.gy;
+    s.py = 2.0 * py + pkk * ykk;
+    s.yy = 2.0 * yy + ykk * ykk;
+  }
+  s.xdx = x[k] * (2.0 * xd + x[k] * (d.pev_p[k] - d.pev_w[k]));
+  return s;
+}
+
+column_sums column_of(const trait_data& d, int k, const double* v) {
+  if (d.with_pec) return d.with_y ? column_kernel<true, true>(d, k, v) : column_kernel<true, false>(d, k, v);
+  return d.with_y ? column_kernel<false, true>(d, k, v) : column_kernel<false, false>(d, k, v);
+}
+
+// by_step[k] = by_index[order[k]].
+std::vector<double> by_step(const std::vector<double>& by_index, const std::vector<int>& order) {
+  std::vector<double> out(order.size());
+  for (std::size_t k = 0; k < order.size(); ++k) out[k] = by_index[static_cast<std::size_t>(order[k])];
+  return out;
+}
+
+std::vector<double> by_step(std::span<const double> by_index, const std::vector<int>& order) {
+  return by_step(std::vector<double>(by_index.begin(), by_index.end()), order);
+}
+
 }  // namespace
 
-trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model& model) {
-  const int m = static_cast<int>(in.p.size());
+std::vector<trace_scalars> exact_trace_scalars(std::span<const se_trait_input> in,
+                                               std::span<const se_exact_model> model,
+                                               const linalg::symmetric_columns& a) {
+  const int m = a.n;
   const std::size_t mm = static_cast<std::size_t>(m);
-  const bool with_y = !in.y.empty();
-  check_length(in.w.size(), mm, "the whole EBV vector");
-  if (with_y) check_length(in.y.size(), mm, "the phenotype vector");
-  check_length(model.a_focal.size(), mm * mm, "A_focal");
-  check_length(model.pev_w.size(), mm, "the whole PEV vector");
-  check_length(model.pev_p.size(), mm, "the partial PEV vector");
-  for (const pec_matrix* c : {model.pec_w, model.pec_p})
-    if (c && (c->m != m || c->col_start.size() != mm + 1))
-      fatal("Analytical standard errors: prediction error covariances for " + num(c->m) +
-            " animals, " + num(m) + " expected");
-  trace_scalars t;
-  if (m == 0) return t;
+  const std::size_t nt = in.size();
+  check_length(model.size(), nt, "the list of models");
+  check_length(a.order.size(), mm, "the order of the relationships");
+  check_length(a.diagonal.size(), mm, "the diagonal of A_focal");
+  for (std::size_t t = 0; t < nt; ++t) {
+    check_length(in[t].p.size(), mm, "the partial EBV vector");
+    check_length(in[t].w.size(), mm, "the whole EBV vector");
+    if (!in[t].y.empty()) check_length(in[t].y.size(), mm, "the phenotype vector");
+    check_length(model[t].pev_w.size(), mm, "the whole PEV vector");
+    check_length(model[t].pev_p.size(), mm, "the partial PEV vector");
+    for (const pec_matrix* c : {model[t].pec_w, model[t].pec_p})
+      if (c && (c->m != m || c->col_start.size() != mm + 1))
+        fatal("Analytical standard errors: prediction error covariances for " + num(c->m) +
+              " animals, " + num(m) + " expected");
+  }
+  std::vector<trace_scalars> out(nt);
+  if (m == 0 || nt == 0) return out;
+  std::vector<int> step_of(mm);
+  for (std::size_t k = 0; k < mm; ++k) step_of[static_cast<std::size_t>(a.order[k])] = static_cast<int>(k);
 
-  const bool with_pec = model.pec_w || model.pec_p;
-  const double* a = model.a_focal.data();
-  const double s2 = in.genetic_variance;
-  const double e_res = s2 / in.h2 - s2;
-  const std::vector<double> x = centred(in.p);
-
-  // Accuracies for the off-diagonal of D when the covariances are not known.
-  std::vector<double> rw, rp;
-  std::vector<const double*> vecs;
-  std::vector<double> ones(mm, 1.0);
-  vecs.push_back(ones.data());
-  if (!with_pec) {
-    rw.resize(mm);
-    rp.resize(mm);
+  // Accuracies for the off-diagonal of D when the covariances are not known, and the vectors
+  // that A_focal multiplies: 1, then r_w and r_p of each trait without covariances.
+  std::vector<trait_data> data(nt);
+  std::vector<std::vector<double>> vecs{std::vector<double>(mm, 1.0)};
+  std::vector<std::size_t> first_vec(nt, 0);
+  for (std::size_t t = 0; t < nt; ++t) {
+    trait_data& d = data[t];
+    d.with_pec = model[t].pec_w || model[t].pec_p;
+    d.with_y = !in[t].y.empty();
+    d.s2 = in[t].genetic_variance;
+    d.e_res = d.s2 / in[t].h2 - d.s2;
+    if (d.with_pec) continue;
+    std::vector<double> rw(mm), rp(mm);
     for (std::size_t i = 0; i < mm; ++i) {
-      const double aii = a[i + i * mm];
-      rw[i] = accuracy_from_pev(model.pev_w[i], aii, s2);
-      rp[i] = accuracy_from_pev(model.pev_p[i], aii, s2);
+      rw[i] = accuracy_from_pev(model[t].pev_w[i], a.diagonal[i], d.s2);
+      rp[i] = accuracy_from_pev(model[t].pev_p[i], a.diagonal[i], d.s2);
     }
-    vecs.push_back(rw.data());
-    vecs.push_back(rp.data());
+    first_vec[t] = vecs.size();
+    vecs.push_back(std::move(rw));
+    vecs.push_back(std::move(rp));
   }
 
   // Pass 1: row sums of A (and of A r_w, A r_p), then the row means of Vp, Vw, Vy and 1'D1.
-  const std::vector<std::vector<double>> prod = symmetric_products(m, a, vecs);
-  const std::vector<double> cw_rows = pec_row_sums(model.pec_w, m);
-  const std::vector<double> cp_rows = pec_row_sums(model.pec_p, m);
-  centring c;
-  c.mp.resize(mm);
-  c.mw.resize(mm);
-  c.my.resize(mm);
+  const std::vector<std::vector<double>> prod = a.times(vecs);
   const double inv_m = 1.0 / static_cast<double>(m);
-  for (std::size_t i = 0; i < mm; ++i) {
-    const double sa = s2 * prod[0][i];
-    double d_row;  // row sum of D
-    if (with_pec) {
-      d_row = (model.pev_p[i] + cp_rows[i]) - (model.pev_w[i] + cw_rows[i]);
-    } else {
-      const double aii = a[i + i * mm];
-      d_row = (model.pev_p[i] - model.pev_w[i]) +
-              s2 * (rw[i] * (prod[1][i] - aii * rw[i]) - rp[i] * (prod[2][i] - aii * rp[i]));
+  for (std::size_t t = 0; t < nt; ++t) {
+    trait_data& d = data[t];
+    const se_exact_model& mo = model[t];
+    const std::vector<double> cw_rows = pec_row_sums(mo.pec_w, m);
+    const std::vector<double> cp_rows = pec_row_sums(mo.pec_p, m);
+    std::vector<double> mp(mm), mw(mm), my(mm);
+    for (std::size_t i = 0; i < mm; ++i) {
+      const double sa = d.s2 * prod[0][i];
+      double d_row;  // row sum of D
+      if (d.with_pec) {
+        d_row = (mo.pev_p[i] + cp_rows[i]) - (mo.pev_w[i] + cw_rows[i]);
+      } else {
+        const double aii = a.diagonal[i];
+        const std::vector<double>& rw = vecs[first_vec[t]];
+        const std::vector<double>& rp = vecs[first_vec[t] + 1];
+        d_row = (mo.pev_p[i] - mo.pev_w[i]) + d.s2 * (rw[i] * (prod[first_vec[t]][i] - aii * rw[i]) -
+                                                      rp[i] * (prod[first_vec[t] + 1][i] - aii * rp[i]));
+      }
+      out[t].d_sum += d_row;
+      const double vp_row = sa - mo.pev_p[i] - cp_rows[i];
+      mp[i] = vp_row * inv_m;
+      mw[i] = (vp_row + d_row) * inv_m;
+      my[i] = (sa + d.e_res) * inv_m;
     }
-    t.d_sum += d_row;
-    const double vp_row = sa - model.pev_p[i] - cp_rows[i];
-    c.mp[i] = vp_row * inv_m;
-    c.mw[i] = (vp_row + d_row) * inv_m;
-    c.my[i] = (sa + e_res) * inv_m;
+    d.gp = grand_mean(mp);
+    d.gw = grand_mean(mw);
+    d.gy = d.with_y ? grand_mean(my) : 0.0;
+    d.mp = by_step(mp, a.order);
+    d.mw = by_step(mw, a.order);
+    if (d.with_y) d.my = by_step(my, a.order);
+    if (!d.with_pec) {
+      d.r_w = by_step(vecs[first_vec[t]], a.order);
+      d.r_p = by_step(vecs[first_vec[t] + 1], a.order);
+    }
+    d.x = by_step(centred(in[t].p), a.order);
+    d.pev_w = by_step(mo.pev_w, a.order);
+    d.pev_p = by_step(mo.pev_p, a.order);
+    if (mo.pec_w) d.pec_w = pec_by_step(*mo.pec_w, step_of);
+    if (mo.pec_p) d.pec_p = pec_by_step(*mo.pec_p, step_of);
   }
-  c.gp = grand_mean(c.mp);
-  c.gw = grand_mean(c.mw);
-  c.gy = with_y ? grand_mean(c.my) : 0.0;
 
-  // Pass 2: the centred products, one column at a time, summed in column order.
-  kernel_data k;
-  k.m = m;
-  k.a = a;
-  k.s2 = s2;
-  k.e_res = e_res;
-  k.pev_w = model.pev_w.data();
-  k.pev_p = model.pev_p.data();
-  k.r_w = rw.data();
-  k.r_p = rp.data();
-  k.x = x.data();
-  k.pec_w = model.pec_w;
-  k.pec_p = model.pec_p;
-  k.c = &c;
-  std::vector<column_sums> cols(mm);
-  if (with_pec && with_y)
-    all_columns<true, true>(k, cols);
-  else if (with_pec)
-    all_columns<true, false>(k, cols);
-  else if (with_y)
-    all_columns<false, true>(k, cols);
-  else
-    all_columns<false, false>(k, cols);
-  for (const column_sums& s : cols) {
-    t.t_pp += s.pp;
-    t.t_pw += s.pw;
-    t.t_ww += s.ww;
-    t.t_py += s.py;
-    t.t_yy += s.yy;
-    t.x_d_x += s.xdx;
-    t.trace_p += s.p_diag;
-  }
-  return t;
+  // Pass 2: the centred products, one column at a time as the sweep offers them, summed in the
+  // order of the steps (so the result does not depend on the number of threads).
+  std::vector<std::vector<column_sums>> cols(nt, std::vector<column_sums>(mm));
+  a.sweep([&](int k, const double* v) {
+    for (std::size_t t = 0; t < nt; ++t) cols[t][static_cast<std::size_t>(k)] = column_of(data[t], k, v);
+  });
+  for (std::size_t t = 0; t < nt; ++t)
+    for (const column_sums& s : cols[t]) {
+      out[t].t_pp += s.pp;
+      out[t].t_pw += s.pw;
+      out[t].t_ww += s.ww;
+      out[t].t_py += s.py;
+      out[t].t_yy += s.yy;
+      out[t].x_d_x += s.xdx;
+      out[t].trace_p += s.p_diag;
+    }
+  return out;
+}
+
+trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model& model) {
+  const std::size_t mm = in.p.size();
+  check_length(model.a_focal.size(), mm * mm, "A_focal");
+  const linalg::symmetric_columns a = linalg::dense_symmetric_columns(model.a_focal, static_cast<int>(mm));
+  return exact_trace_scalars(std::span<const se_trait_input>(&in, 1), std::span<const se_exact_model>(&model, 1), a)[0];
 }
 
 trace_scalars approx_trace_scalars(const se_trait_input& in, const se_approx_model& model) {

@@ -1,12 +1,14 @@
 // Validation by groups: the group file and the statistics of every group of focal animals.
 #include "validation/groups.hpp"
 
+#include <algorithm>
 #include <array>
 #include <span>
 
 #include "common/fatal.hpp"
 #include "common/format.hpp"
 #include "common/freeformat.hpp"
+#include "pedigree/focal_relationships.hpp"
 #include "statistics/analytical_se.hpp"
 #include "statistics/bootstrap.hpp"
 #include "statistics/cluster_bootstrap.hpp"
@@ -72,32 +74,67 @@ statistics::focal_clusters clusters_of(const group_phase_input& in, const member
   return statistics::clusters_from_labels(label);
 }
 
-// The exact standard errors of one group and trait from the relationships among its animals,
-// their PEVs and, when the files exist, their prediction error covariances.
-statistics::se_result exact_group(const group_phase_input& in, const member_rows& g, int t,
-                                  const statistics::se_trait_input& x, const linalg::dense_matrix& a) {
+// The exact model traces of one group, every trait of its set from one sweep over the columns of
+// the relationships among its animals (a), with their PEVs and, when the files exist, their
+// prediction error covariances; without covariances the trait's flag in no_pec is set.
+std::vector<statistics::trace_scalars> exact_group_traces(const group_phase_input& in, const member_rows& g,
+                                                          const linalg::symmetric_columns& a, std::vector<bool>& no_pec) {
   const int nlev = in.model.nlev[at(in.options.focal_effect)];
+  const focal_set& set = in.sets[static_cast<std::size_t>(g.set)];
   using statistics::evaluation;
-  const statistics::ebv_pev whole = statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::whole), g.levels, nlev);
-  const statistics::ebv_pev partial =
-      statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::partial), g.levels, nlev);
-  statistics::pec_matrix pec_w, pec_p;
-  statistics::se_exact_model model{a.a, whole.pev, partial.pev, nullptr, nullptr};
-  const std::string fw = statistics::pec_file_name(t, evaluation::whole);
-  const std::string fp = statistics::pec_file_name(t, evaluation::partial);
-  if (file_exists(fw)) {
-    pec_w = statistics::read_pec(fw, g.levels, nlev);
-    model.pec_w = &pec_w;
+  const std::size_t nt = set.traits.size();
+  std::vector<statistics::ebv_pev> whole(nt), partial(nt);
+  std::vector<statistics::pec_matrix> pec_w(nt), pec_p(nt);
+  std::vector<std::vector<double>> w(nt), p(nt), y(nt);
+  std::vector<statistics::se_trait_input> inputs(nt);
+  std::vector<statistics::se_exact_model> models(nt);
+  no_pec.assign(nt, false);
+  for (std::size_t k = 0; k < nt; ++k) {
+    const int t = set.traits[k];
+    whole[k] = statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::whole), g.levels, nlev);
+    partial[k] = statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::partial), g.levels, nlev);
+    statistics::se_exact_model& model = models[k];
+    model.pev_w = whole[k].pev;
+    model.pev_p = partial[k].pev;
+    const std::string fw = statistics::pec_file_name(t, evaluation::whole);
+    const std::string fp = statistics::pec_file_name(t, evaluation::partial);
+    if (file_exists(fw)) {
+      pec_w[k] = statistics::read_pec(fw, g.levels, nlev);
+      model.pec_w = &pec_w[k];
+    }
+    if (file_exists(fp)) {
+      pec_p[k] = statistics::read_pec(fp, g.levels, nlev);
+      model.pec_p = &pec_p[k];
+    }
+    no_pec[k] = !model.pec_w && !model.pec_p;
+    w[k] = rows_of(set.whole, t, g.rows);
+    p[k] = rows_of(set.partial, t, g.rows);
+    if (in.options.predictive_ability) y[k] = rows_of(set.phenotype, t, g.rows);
+    statistics::se_trait_input& x = inputs[k];
+    x.trait = t;
+    x.w = w[k];
+    x.p = p[k];
+    x.y = y[k];
+    x.genetic_variance = in.genetic_variance[at(t)];
+    x.h2 = in.h2[at(t)];
   }
-  if (file_exists(fp)) {
-    pec_p = statistics::read_pec(fp, g.levels, nlev);
-    model.pec_p = &pec_p;
-  }
-  statistics::se_result r = statistics::intervals_from_traces(x, statistics::exact_trace_scalars(x, model));
-  if (!model.pec_w && !model.pec_p)
-    r.warnings.insert(r.warnings.begin(), "Warning: no prediction error covariances for trait " + num(t) +
-                                              "; standard errors are conservative");
-  return r;
+  return statistics::exact_trace_scalars(inputs, models, a);
+}
+
+// The relationships among a group's animals: its rows and columns of the set's A_focal when that
+// is held (from an inverse relationship matrix), else by Colleau's products over the group's
+// animals and their ancestors, a block of columns at a time.
+std::vector<statistics::trace_scalars> exact_group(const group_phase_input& in, const member_rows& g,
+                                                   std::vector<bool>& no_pec) {
+  if (in.a_focal.empty())
+    return exact_group_traces(in, g, pedigree::focal_relationship_columns(in.pedigree, g.levels, in.options.nthreads),
+                              no_pec);
+  const linalg::dense_matrix& a = in.a_focal[static_cast<std::size_t>(g.set)];
+  const int m = static_cast<int>(g.rows.size());
+  linalg::dense_matrix sub(m, m);
+  for (int j = 0; j < m; ++j)
+    for (int i = j; i < m; ++i) sub(i, j) = a(g.rows[static_cast<std::size_t>(i)], g.rows[static_cast<std::size_t>(j)]);
+  return exact_group_traces(in, g, linalg::dense_symmetric_columns(sub.a, m, in.options.nthreads), no_pec);
 }
 
 statistics::se_result approx_group(const focal_set& set, const member_rows& g, int t,
@@ -168,19 +205,14 @@ std::vector<results_block> group_blocks(const group_phase_input& in) {
   const std::vector<member_rows> groups = members(in);
   const validation_options& o = in.options;
 
-  // se exact: each group's rows and columns of its set's A_focal (groups of 2 or more).
-  std::vector<linalg::dense_matrix> a_group(groups.size());
+  // se exact: the traces of every group of 2 or more animals, all its set's traits at once.
+  std::vector<std::vector<statistics::trace_scalars>> traces(groups.size());
+  std::vector<std::vector<bool>> no_pec(groups.size());
   if (o.se == se_method::exact) {
-    if (in.a_focal.size() != in.sets.size()) fatal("Validation groups: the relationships among the focal animals were not kept");
-    for (std::size_t k = 0; k < groups.size(); ++k) {
-      const member_rows& g = groups[k];
-      if (g.rows.size() < 2) continue;
-      const linalg::dense_matrix& a = in.a_focal[static_cast<std::size_t>(g.set)];
-      const int m = static_cast<int>(g.rows.size());
-      a_group[k] = linalg::dense_matrix(m, m);
-      for (int j = 0; j < m; ++j)
-        for (int i = 0; i < m; ++i) a_group[k](i, j) = a(g.rows[static_cast<std::size_t>(i)], g.rows[static_cast<std::size_t>(j)]);
-    }
+    if (!in.a_focal.empty() && in.a_focal.size() != in.sets.size())
+      fatal("Validation groups: the relationships among the focal animals were not kept");
+    for (std::size_t k = 0; k < groups.size(); ++k)
+      if (groups[k].rows.size() >= 2) traces[k] = exact_group(in, groups[k], no_pec[k]);
   }
 
   statistics::rng generator;  // the groups' own stream, from the default seeds
@@ -231,7 +263,11 @@ std::vector<results_block> group_blocks(const group_phase_input& in) {
                                                              o.nrepboot, generator, o.nthreads);
             break;
           case se_method::exact: {
-            statistics::se_result r = exact_group(in, g, t, x, a_group[k]);
+            const std::size_t ti = static_cast<std::size_t>(std::find(set.traits.begin(), set.traits.end(), t) - set.traits.begin());
+            statistics::se_result r = statistics::intervals_from_traces(x, traces[k][ti]);
+            if (no_pec[k][ti])
+              r.warnings.insert(r.warnings.begin(), "Warning: no prediction error covariances for trait " + num(t) +
+                                                        "; standard errors are conservative");
             b.stats.se = r.intervals;
             b.notes = r.warnings;
             break;

@@ -40,7 +40,8 @@ struct group_phase_input {
   const std::vector<double>& h2;                // per trait
   const std::vector<double>& gvar_focal;        // per trait, of all focal animals
   const validation_groups& groups;
-  const std::vector<linalg::dense_matrix>& a_focal;  // se exact: A_focal of every set, set s at s
+  const std::vector<linalg::dense_matrix>& a_focal;  // se exact from an inverse relationship matrix:
+                                                     // A_focal of every set, set s at s; else empty
 };
 
 // One block per focal set, trait the set validates and group, in that order. A group's
@@ -48,7 +49,8 @@ struct group_phase_input {
 // animals is the trait's genetic variance x (1 - their mean inbreeding) under focal_var inb, else
 // the whole set's; standard errors by the run's method (the bootstrap from its own stream,
 // starting at the default seeds, groups in the order of the blocks; se exact from the group's
-// rows and columns of its set's A_focal). Groups of fewer than 2 animals get no statistics and
+// rows and columns of its set's A_focal when that is held, else from Colleau's products over the
+// group's animals, a block of columns at a time). Groups of fewer than 2 animals get no statistics and
 // the note fewer_than_two. Warnings of the standard errors go to the block's notes.
 std::vector<results_block> group_blocks(const group_phase_input& in);
 

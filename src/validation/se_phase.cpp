@@ -19,6 +19,7 @@
 #include "statistics/random.hpp"
 #include "genomic/hinverse.hpp"
 #include "genomic/single_step.hpp"
+#include "pedigree/focal_relationships.hpp"
 
 namespace ventrel::validation {
 namespace {
@@ -139,37 +140,75 @@ statistics::ebv_pev read_pev(const se_phase_input& in, const focal_set& set, int
   return ep;
 }
 
-// Stops before the relationships among focal animals are allocated when they cannot fit: a
-// dense m x m matrix per set (all sets at once when they come from an inverse relationship
-// matrix, one at a time from the pedigree), with the traces' work vectors (about 100 per animal).
-void check_exact_memory(const std::vector<focal_set>& sets, bool all_at_once) {
+// Stops before the relationships among focal animals are allocated when they cannot fit. From an
+// inverse relationship matrix they are a dense m x m matrix per set, all sets at once; from the
+// pedigree they are computed a block of columns at a time (the sub-pedigree and per thread a
+// workspace of 8 values per animal), one set at a time. Beside them the traces' work vectors,
+// about 100 per animal, and the column sums, 7 per animal and trait.
+void check_exact_memory(const se_phase_input& in, bool inverse) {
   const std::optional<std::uint64_t> available = available_memory();
   if (!available) return;
   double need = 0.0;
   const focal_set* largest = nullptr;
-  for (const focal_set& s : sets) {
+  for (const focal_set& s : in.sets) {
     const double m = static_cast<double>(s.n);
-    const double bytes = 8.0 * m * m + 800.0 * m;
-    need = all_at_once ? need + bytes : std::max(need, bytes);
+    const double traits = static_cast<double>(s.traits.size());
+    const double beside = 800.0 * m + 56.0 * traits * m;
+    const double bytes = inverse ? 8.0 * m * m + beside
+                                 : pedigree::focal_relationship_columns_bytes(in.pedigree.n, s.n, 1 + 2 * static_cast<int>(s.traits.size()),
+                                                                              in.options.nthreads) +
+                                       beside;
+    need = inverse ? need + bytes : std::max(need, bytes);
     if (!largest || s.n > largest->n) largest = &s;
   }
   if (!largest || need <= static_cast<double>(*available)) return;
-  const std::string who = sets.size() == 1 ? "the " + num(largest->n) + " focal animals of validation set file " + largest->file
-                                            : "the focal animals (largest set: " + num(largest->n) + " animals of " +
-                                                  largest->file + ")";
+  const std::string who = in.sets.size() == 1 ? "the " + num(largest->n) + " focal animals of validation set file " + largest->file
+                                               : "the focal animals (largest set: " + num(largest->n) + " animals of " +
+                                                     largest->file + ")";
   fatal({"Not enough memory for OPTION se exact: the relationships among " + who + " need " + memory_size(need) +
              ", and " + memory_size(static_cast<double>(*available)) + " are available",
          "Alternatives: OPTION se approx (no relationships among focal animals), OPTION se boot (bootstrap),",
          "a smaller validation set, or a machine with more memory"});
 }
 
+// One set's exact standard errors, all its traits from one sweep over the columns of A_focal.
+void exact_set(const se_phase_input& in, const focal_set& set, const linalg::symmetric_columns& a,
+               std::vector<trait_report>& results) {
+  const int nlev = in.model.nlev[at(in.options.focal_effect)];
+  const std::size_t nt = set.traits.size();
+  std::vector<statistics::ebv_pev> whole(nt), partial(nt);
+  std::vector<statistics::pec_matrix> pec_w(nt), pec_p(nt);
+  std::vector<statistics::se_trait_input> inputs;
+  std::vector<statistics::se_exact_model> models;
+  for (std::size_t k = 0; k < nt; ++k) {
+    const int t = set.traits[k];
+    whole[k] = read_pev(in, set, t, statistics::evaluation::whole);
+    partial[k] = read_pev(in, set, t, statistics::evaluation::partial);
+    statistics::se_exact_model model{{}, whole[k].pev, partial[k].pev, nullptr, nullptr};
+    const std::string fw = statistics::pec_file_name(t, statistics::evaluation::whole);
+    const std::string fp = statistics::pec_file_name(t, statistics::evaluation::partial);
+    if (file_exists(fw)) {
+      pec_w[k] = statistics::read_pec(fw, set.levels, nlev);
+      model.pec_w = &pec_w[k];
+    }
+    if (file_exists(fp)) {
+      pec_p[k] = statistics::read_pec(fp, set.levels, nlev);
+      model.pec_p = &pec_p[k];
+    }
+    inputs.push_back(trait_input(in, set, t));
+    models.push_back(model);
+  }
+  const std::vector<statistics::se_result> r = statistics::se_exact(inputs, models, a);
+  for (std::size_t k = 0; k < nt; ++k) results[at(set.traits[k])].se = r[k].intervals;
+}
+
 void exact_phase(const se_phase_input& in, std::vector<trait_report>& results,
                  std::vector<linalg::dense_matrix>* keep_a_focal) {
   const bool inverse = genomic::uses_inverse_relationships(in.genomic);
-  check_exact_memory(in.sets, inverse || keep_a_focal != nullptr);
+  check_exact_memory(in, inverse);
   std::vector<linalg::dense_matrix> a_inverse_way;
-  const int nlev = in.model.nlev[at(in.options.focal_effect)];
   if (inverse) {
+    const int nlev = in.model.nlev[at(in.options.focal_effect)];
     std::vector<std::vector<int>> levels;
     for (const focal_set& set : in.sets) levels.push_back(set.levels);
     const genomic::inverse_settings sparse{in.options.num_threads_kelp, in.options.msg_morlo};
@@ -181,30 +220,15 @@ void exact_phase(const se_phase_input& in, std::vector<trait_report>& results,
   }
   for (std::size_t s = 0; s < in.sets.size(); ++s) {
     const focal_set& set = in.sets[s];
-    linalg::dense_matrix a_focal =
-        inverse ? std::move(a_inverse_way[s]) : pedigree::focal_relationships(in.pedigree, set.levels, in.options.nthreads);
-    for (int t : set.traits) {
-      statistics::ebv_pev whole = read_pev(in, set, t, statistics::evaluation::whole);
-      statistics::ebv_pev partial = read_pev(in, set, t, statistics::evaluation::partial);
-      statistics::pec_matrix pec_w, pec_p;
-      statistics::se_exact_model model{a_focal.a, whole.pev, partial.pev, nullptr, nullptr};
-      const std::string fw = statistics::pec_file_name(t, statistics::evaluation::whole);
-      const std::string fp = statistics::pec_file_name(t, statistics::evaluation::partial);
-      if (file_exists(fw)) {
-        pec_w = statistics::read_pec(fw, set.levels, nlev);
-        model.pec_w = &pec_w;
-      }
-      if (file_exists(fp)) {
-        pec_p = statistics::read_pec(fp, set.levels, nlev);
-        model.pec_p = &pec_p;
-      }
-      results[at(t)].se = statistics::se_exact(trait_input(in, set, t), model).intervals;
-    }
-    if (keep_a_focal) {
-      keep_a_focal->resize(in.sets.size());
-      (*keep_a_focal)[s] = std::move(a_focal);
+    if (inverse) {
+      const linalg::dense_matrix& a_focal = a_inverse_way[s];
+      exact_set(in, set, linalg::dense_symmetric_columns(a_focal.a, a_focal.rows, in.options.nthreads), results);
+    } else {
+      say("Create A for the focal animals using Colleau");
+      exact_set(in, set, pedigree::focal_relationship_columns(in.pedigree, set.levels, in.options.nthreads), results);
     }
   }
+  if (inverse && keep_a_focal) *keep_a_focal = std::move(a_inverse_way);
 }
 
 void approx_phase(const se_phase_input& in, std::vector<trait_report>& results) {

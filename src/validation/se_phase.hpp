@@ -25,9 +25,10 @@ struct se_phase_input {
 };
 
 // Fills results[t-1].se of every trait that a focal set validates, sets in order, traits in
-// order within a set (the bootstrap's one random stream follows that order). With se exact and
-// keep_a_focal given, A_focal of every set is left there (set s at s) for the groups' standard
-// errors instead of being freed.
+// order within a set (the bootstrap's one random stream follows that order). With se exact, the
+// relationships from an inverse relationship matrix (dense A_focal of every set) and
+// keep_a_focal given, they are left there (set s at s) for the groups' standard errors instead
+// of being freed; relationships from the pedigree are never held, and keep_a_focal stays empty.
 void run_se_phase(const se_phase_input& in, std::vector<trait_report>& results,
                   std::vector<linalg::dense_matrix>* keep_a_focal = nullptr);
 

@@ -293,6 +293,93 @@ TEST(analytical_se, exact_scales_the_model_to_the_observed_spread) {
   }
 }
 
+// A matrix offered as a producer that computes it a block of columns at a time offers it: the
+// columns in the order `order` (step k reads column order[k] at the rows of the steps before it),
+// the steps handed out shuffled; products and diagonal from the dense matrix.
+linalg::symmetric_columns shuffled_columns(const matrix& a, int m, std::vector<int> order, unsigned seed) {
+  linalg::symmetric_columns s;
+  s.n = m;
+  s.order = std::move(order);
+  for (int i = 0; i < m; ++i) s.diagonal.push_back(at(a, m, i, i));
+  s.times = [&a, m](const std::vector<std::vector<double>>& x) {
+    std::vector<std::vector<double>> y(x.size(), std::vector<double>(static_cast<std::size_t>(m), 0.0));
+    for (std::size_t q = 0; q < x.size(); ++q)
+      for (int j = 0; j < m; ++j)
+        for (int i = 0; i < m; ++i) y[q][i] += at(a, m, i, j) * x[q][j];
+    return y;
+  };
+  s.sweep = [&a, m, order = s.order, seed](const linalg::column_visitor& visit) {
+    std::vector<int> steps(static_cast<std::size_t>(m));
+    std::iota(steps.begin(), steps.end(), 0);
+    std::mt19937_64 rng(seed);
+    std::shuffle(steps.begin(), steps.end(), rng);
+    std::vector<double> v(static_cast<std::size_t>(m));
+    for (int k : steps) {
+      std::fill(v.begin(), v.end(), std::nan(""));  // only rows 0..k may be read
+      for (int i = 0; i <= k; ++i) v[i] = at(a, m, order[i], order[k]);
+      visit(k, v.data());
+    }
+  };
+  return s;
+}
+
+// Several traits from one sweep, the columns in any order, give each trait's traces and
+// intervals as the dense matrix alone does: covariances of both evaluations with predictive
+// ability, one evaluation's covariances, none; then se exact with the model scaled for one trait.
+TEST(analytical_se, several_traits_from_one_sweep_in_any_order_equal_each_trait_alone) {
+  const model_case c = make_case(61, 31);
+  const int m = c.m;
+  std::mt19937_64 rng(32);
+  const stored_pairs third_p = keep_pairs(c.cp, m, 3, rng);
+  std::vector<draws> z;
+  for (int t = 0; t < 3; ++t) z.push_back({normals(m, rng), normals(m, rng), normals(m, rng)});
+  // Trait 1 varies 0.3 times as much as the model implies: se exact scales it.
+  const double want = exact_trace_scalars(input_of(c, z[0], true), {c.a_lower, c.pev_w, c.pev_p, &c.all_w.stored,
+                                                                    &c.all_p.stored}).trace_p / m;
+  const double now = observed_moments(input_of(c, z[0], true)).s_pp;
+  for (double& e : z[0].p) e *= std::sqrt(0.3 * want / now);
+  std::vector<se_trait_input> in = {input_of(c, z[0], true), input_of(c, z[1], false), input_of(c, z[2], true)};
+  for (int t = 0; t < 3; ++t) in[t].trait = t + 1;
+  const std::vector<se_exact_model> model = {{c.a_lower, c.pev_w, c.pev_p, &c.all_w.stored, &c.all_p.stored},
+                                             {c.a_lower, c.pev_w, c.pev_p, nullptr, nullptr},
+                                             {c.a_lower, c.pev_w, c.pev_p, nullptr, &third_p.stored}};
+  std::vector<int> order(static_cast<std::size_t>(m));
+  std::iota(order.begin(), order.end(), 0);
+  std::shuffle(order.begin(), order.end(), rng);
+  const linalg::symmetric_columns a = shuffled_columns(c.a, m, order, 33);
+  const std::vector<trace_scalars> together = exact_trace_scalars(in, model, a);
+  ASSERT_EQ(together.size(), 3u);
+  for (int t = 0; t < 3; ++t) {
+    SCOPED_TRACE(t);
+    expect_traces_near(fields(together[t]), fields(exact_trace_scalars(in[t], model[t])));
+  }
+  std::vector<se_result> many;
+  const std::string out = test_support::captured_stdout([&] { many = se_exact(in, model, a); });
+  std::string alone_out;
+  for (int t = 0; t < 3; ++t) {
+    SCOPED_TRACE(t);
+    se_result alone;
+    alone_out += test_support::captured_stdout([&] { alone = se_exact(in[t], model[t]); });
+    EXPECT_NEAR(many[t].scale, alone.scale, 1e-10 * alone.scale);
+    const lr_intervals& x = many[t].intervals;
+    const lr_intervals& y = alone.intervals;
+    for (const auto& [g, w] : {std::pair{x.bias, y.bias}, {x.dispersion, y.dispersion}, {x.ratio_acc, y.ratio_acc},
+                               {x.reliability, y.reliability}, {x.pred_ability, y.pred_ability}}) {
+      if (std::isnan(w.variance) && t == 1) {  // no predictive ability
+        EXPECT_TRUE(std::isnan(g.variance));
+        continue;
+      }
+      EXPECT_NEAR(g.variance, w.variance, 1e-10 * std::fabs(w.variance));
+      EXPECT_NEAR(g.lower, w.lower, 1e-10 * std::max(1.0, std::fabs(w.lower)));
+      EXPECT_NEAR(g.upper, w.upper, 1e-10 * std::max(1.0, std::fabs(w.upper)));
+    }
+  }
+  EXPECT_NEAR(many[0].scale, 0.3, 1e-10);
+  EXPECT_EQ(out, alone_out);
+  EXPECT_NE(out.find("Warning: the partial EBVs of trait 1 vary 0.30 times"), std::string::npos);
+  EXPECT_NE(out.find("Warning: no file pec_3_1_whole; pec_3_1_partial is not used"), std::string::npos);
+}
+
 // ---- variances against Monte Carlo -------------------------------------------------------------
 
 // Over draws of (w, p, y) from the model of unrelated animals (the traces of related ones are
