@@ -20,11 +20,11 @@ namespace ventrel::pedigree {
 // - diagonal: 1 + F of each focal animal from inb_sorted (A's diagonal when the coefficients are
 //   the pedigree's own).
 // - times: one product of all the vectors over the focal animals and their ancestors.
-// - sweep: the focal animals parents first (order), eight columns per product over the focal
+// - sweep: the focal animals parents first (order), four columns per product over the focal
 //   animals and their ancestors, products in parallel on nthreads threads (0 = the runtime's
 //   default) with one workspace per thread; step k's column is computed on the rows up to its
 //   own, so each element is computed once, by the same arithmetic in any block and on any
-//   number of threads. Memory: per thread 8 values per row of the sub-pedigree and 8 columns of
+//   number of threads. Memory: per thread 4 values per row of the sub-pedigree and 4 columns of
 //   m values (see focal_relationship_columns_bytes); never m x m.
 linalg::symmetric_columns focal_relationship_columns(std::int32_t n, const pedigree_table& ped_sorted,
                                                      std::span<const double> inb_sorted,

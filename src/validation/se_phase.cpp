@@ -143,7 +143,7 @@ statistics::ebv_pev read_pev(const se_phase_input& in, const focal_set& set, int
 // Stops before the relationships among focal animals are allocated when they cannot fit. From an
 // inverse relationship matrix they are a dense m x m matrix per set, all sets at once; from the
 // pedigree they are computed a block of columns at a time (the sub-pedigree and per thread a
-// workspace of 8 values per animal), one set at a time. Beside them the traces' work vectors,
+// workspace of 4 values per animal), one set at a time. Beside them the traces' work vectors,
 // about 100 per animal, and the column sums, 7 per animal and trait.
 void check_exact_memory(const se_phase_input& in, bool inverse) {
   const std::optional<std::uint64_t> available = available_memory();

@@ -84,7 +84,7 @@ TEST(focal_relationships, same_matrix_for_any_thread_count) {
 // The relationships offered a column at a time: every step visited once, its column at the rows
 // of the steps before it and the diagonal equal to tabular A; the animals in parents-first order;
 // the diagonal 1 + F; the products with vectors equal to tabular A times them. 61 and 203 animals
-// make several blocks of eight with an uneven last one; one animal is given twice.
+// make several blocks of four with an uneven last one; one animal is given twice.
 TEST(focal_relationship_columns, sweep_products_and_diagonal_match_tabular_a) {
   for (const bool mf : {false, true}) {
     SCOPED_TRACE(mf);

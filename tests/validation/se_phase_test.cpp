@@ -44,7 +44,7 @@ struct scenario {
   std::vector<std::vector<double>> pev_w, pev_p;  // [trait][animal]
 };
 
-// 150 focal animals among the youngest of 3,000 (19 blocks of eight, the last of six): two
+// 150 focal animals among the youngest of 3,000 (38 blocks of four, the last of two): two
 // traits with predictive ability; trait 1's partial EBVs vary far less than the model implies
 // (selection: the model is scaled), trait 2 has the prediction error covariances of both
 // evaluations for some pairs.
