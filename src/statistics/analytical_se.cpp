@@ -153,6 +153,28 @@ trace_scalars scaled_traces(const trace_scalars& t, double k) {
   return s;
 }
 
+trace_scalars family_scaled_traces(const trace_scalars& t, const family_traces& f, double kb,
+                                   double kw) {
+  trace_scalars s = t;
+  const double a = f.pfp_pfp, b = f.pfp_p;
+  const double kbw = std::sqrt(kb * kw);
+  s.t_pp = kb * kb * a + kw * kw * (t.t_pp - 2.0 * b + a) + 2.0 * kb * kw * (b - a);
+  // tr(S P S E) from e = tr(P E), c = tr(Pf P Pf E), d = tr(Pf P E).
+  const auto with_errors = [&](double e, double c, double d) {
+    return kb * c + kw * (e - 2.0 * d + c) + 2.0 * kbw * (d - c);
+  };
+  const double pe = with_errors(t.t_pw - t.t_pp, f.pfp_pfe, f.pfp_e);
+  s.t_pw = s.t_pp + pe;
+  s.t_ww = s.t_pp + 2.0 * pe + (t.t_ww - 2.0 * t.t_pw + t.t_pp);
+  if (f.with_y) {
+    const double py = with_errors(t.t_py - t.t_pp, f.pfp_pfey, f.pfp_ey);
+    s.t_py = s.t_pp + py;
+    s.t_yy = s.t_pp + 2.0 * py + (t.t_yy - 2.0 * t.t_py + t.t_pp);
+  }
+  s.trace_p = kb * f.trace_between + kw * (t.trace_p - f.trace_between);
+  return s;
+}
+
 se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t) {
   se_result r;
   r.traces = t;
@@ -219,9 +241,21 @@ se_exact_model model_used(const se_trait_input& in, const se_exact_model& model,
   return used;
 }
 
+// The families split the focal animals usefully: min_families to max_families families (with
+// fewer the between-family spread, on F - 1 degrees of freedom, is too uncertain to scale on;
+// more take too much memory, O(m F)) and two or more animals beyond one per family (a
+// within-family part to measure).
+bool family_scaling_applies(std::span<const int> family, int m) {
+  if (family.empty()) return false;
+  const int nf = *std::max_element(family.begin(), family.end()) + 1;
+  return nf >= min_families && nf <= max_families && m - nf >= 2;
+}
+
 // The intervals from the model's traces, scaled to the observed variance of the partial EBVs
-// when it is clearly below the model's; prints the warnings.
-se_result exact_from_traces(const se_trait_input& in, const trace_scalars& model_traces, std::vector<std::string> first) {
+// when it is clearly below the model's (between and within families apart when the model's
+// families allow it, from A_focal's products); prints the warnings.
+se_result exact_from_traces(const se_trait_input& in, const se_exact_model& used, const linalg::symmetric_columns& a,
+                            const trace_scalars& model_traces, std::vector<std::string> first) {
   const sample_moments s = observed_moments(in);
   const double k = s.s_pp / (model_traces.trace_p / static_cast<double>(s.m));
   // Scaled only when the data contradict the model clearly: without selection k scatters about
@@ -233,8 +267,27 @@ se_result exact_from_traces(const se_trait_input& in, const trace_scalars& model
                     two_decimals(k) +
                     " times as much as relationships and PEVs imply (selected parents or focal "
                     "animals?); the model is scaled to them");
-  se_result r = intervals_from_traces(in, scale ? scaled_traces(model_traces, k) : model_traces);
+  trace_scalars used_traces = scale ? scaled_traces(model_traces, k) : model_traces;
+  double kb = 0.0, kw = 0.0;
+  if (scale && family_scaling_applies(used.family, s.m)) {
+    // Selection of few parents narrows the spread between their families more than within them:
+    // each part scaled to its own observed spread.
+    const family_traces f = exact_family_traces(in, used, a);
+    const double ss = static_cast<double>(s.m) * s.s_pp;
+    kb = f.x_between / f.trace_between;
+    kw = (ss - f.x_between) / (model_traces.trace_p - f.trace_between);
+    if (kb > 0.0 && kw > 0.0 && std::isfinite(kb) && std::isfinite(kw)) {
+      used_traces = family_scaled_traces(model_traces, f, kb, kw);
+      first.back() += " (between " + num(f.families) + " sire families " + two_decimals(kb) +
+                      ", within them " + two_decimals(kw) + ")";
+    } else {
+      kb = kw = 0.0;
+    }
+  }
+  se_result r = intervals_from_traces(in, used_traces);
   r.scale = k;
+  r.scale_between = kb;
+  r.scale_within = kw;
   r.warnings.insert(r.warnings.begin(), first.begin(), first.end());
   say_all(r.warnings, 0);
   return r;
@@ -245,7 +298,9 @@ se_result exact_from_traces(const se_trait_input& in, const trace_scalars& model
 se_result se_exact(const se_trait_input& in, const se_exact_model& model) {
   std::vector<std::string> first;
   const se_exact_model used = model_used(in, model, first);
-  return exact_from_traces(in, exact_trace_scalars(in, used), std::move(first));
+  const trace_scalars traces = exact_trace_scalars(in, used);
+  const linalg::symmetric_columns a = linalg::dense_symmetric_columns(model.a_focal, static_cast<int>(in.p.size()));
+  return exact_from_traces(in, used, a, traces, std::move(first));
 }
 
 std::vector<se_result> se_exact(std::span<const se_trait_input> in, std::span<const se_exact_model> model,
@@ -255,7 +310,8 @@ std::vector<se_result> se_exact(std::span<const se_trait_input> in, std::span<co
   for (std::size_t t = 0; t < in.size() && t < model.size(); ++t) used.push_back(model_used(in[t], model[t], first[t]));
   const std::vector<trace_scalars> traces = exact_trace_scalars(in, used, a);
   std::vector<se_result> out;
-  for (std::size_t t = 0; t < in.size(); ++t) out.push_back(exact_from_traces(in[t], traces[t], std::move(first[t])));
+  for (std::size_t t = 0; t < in.size(); ++t)
+    out.push_back(exact_from_traces(in[t], used[t], a, traces[t], std::move(first[t])));
   return out;
 }
 

@@ -66,6 +66,7 @@ struct se_exact_model {
   std::span<const double> pev_p;    // PEV of the partial evaluation, length m
   const pec_matrix* pec_w = nullptr;  // covariances of the whole evaluation, or none
   const pec_matrix* pec_p = nullptr;  // covariances of the partial evaluation, or none
+  std::span<const int> family = {};   // family 0, 1, ... of each focal animal (by sire), or empty
 };
 
 // se approx: unrelated animals with their accuracies.
@@ -96,6 +97,47 @@ struct trace_scalars {
 // tWW' = k^2 tPP + 2k (tPW - tPP) + (tWW - 2 tPW + tPP), and the same for Y. 1'D1 and x'Dx stay.
 trace_scalars scaled_traces(const trace_scalars& t, double k);
 
+// The between- and within-family parts of the centred model, for scaling them apart. Pf is the
+// projection on the family means (Pf_ij = 1/n_f when i and j are both in family f of n_f focal
+// animals, else 0), P = J Vp J, E = W - P = J D J, E_y = Y - P = J (Vy - Vp) J and x = J p.
+// Pf J = J Pf, so Pf P is the between-family part of P and (I - Pf) P the within-family part.
+struct family_traces {
+  int families = 0;             // number of families
+  bool with_y = false;          // the E_y products are there (predictive ability)
+  double trace_between = 0.0;   // tr(Pf P): the between-family part of tr(P)
+  double x_between = 0.0;       // x' Pf x: the observed between-family sum of squares
+  double pfp_pfp = 0.0;         // tr(Pf P Pf P)
+  double pfp_p = 0.0;           // tr(Pf P P)
+  double pfp_pfe = 0.0;         // tr(Pf P Pf E)
+  double pfp_e = 0.0;           // tr(Pf P E)
+  double pfp_pfey = 0.0;        // tr(Pf P Pf E_y) (predictive ability only, else 0)
+  double pfp_ey = 0.0;          // tr(Pf P E_y) (predictive ability only, else 0)
+};
+
+// se exact scales the families apart when there are min_families to max_families of them.
+inline constexpr int min_families = 10;
+inline constexpr int max_families = 2000;
+
+// The family parts of se exact's model for one trait (model.family gives the families, the
+// covariances as in exact_trace_scalars). A_focal's products with the F family indicators (and,
+// without covariance matrices, with the indicators weighted by r_w and r_p), 32 at a time, then
+// O(m F) memory and O(m F + F^2) work on the centred products of P, E and E_y with the
+// indicators. The result does not depend on the number of threads.
+family_traces exact_family_traces(const se_trait_input& in, const se_exact_model& model,
+                                  const linalg::symmetric_columns& a);
+
+// The model with the between-family and within-family parts of the predictable variance scaled
+// apart: P -> S P S with S = sqrt(kb) Pf + sqrt(kw) (I - Pf) (positive semidefinite as P is;
+// the cross terms carry sqrt(kb kw)), W -> S P S + E, Y -> S P S + E_y. With a = tr(Pf P Pf P),
+// b = tr(Pf P P), c = tr(Pf P Pf E), d = tr(Pf P E), e = tr(P E) = tPW - tPP:
+//   tPP' = kb^2 a + kw^2 (tPP - 2b + a) + 2 kb kw (b - a),
+//   tr(S P S E) = kb c + kw (e - 2d + c) + 2 sqrt(kb kw) (d - c),
+//   tPW' = tPP' + tr(S P S E),  tWW' = tPP' + 2 tr(S P S E) + (tWW - 2 tPW + tPP),
+// the same for Y; tr(P') = kb tr(Pf P) + kw (tr P - tr(Pf P)). 1'D1 and x'Dx stay. With
+// kb = kw = k this is scaled_traces(t, k).
+trace_scalars family_scaled_traces(const trace_scalars& t, const family_traces& f, double kb,
+                                   double kw);
+
 // The observed sample moments (divisor m) and the point statistics they give.
 struct sample_moments {
   int m = 0;
@@ -113,6 +155,8 @@ struct se_result {
   sample_moments moments;
   std::vector<std::string> warnings;  // the "Warning: " lines printed, in order
   double scale = 1.0;  // se exact: observed S_pp over the one the model expects (see scaled_traces)
+  double scale_between = 0.0;  // se exact scaled by families: kb and kw (family_scaled_traces),
+  double scale_within = 0.0;   // else 0
 };
 
 // The trace scalars of se exact for several traits of one focal set, from one sweep over the
@@ -146,7 +190,10 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
 
 // se exact for one focal set and trait. When the partial EBVs vary less than half as much as the
 // model expects (k = S_pp / (tr(P)/m) < 0.5, as under selection on EBVs) a warning says so and
-// the model is scaled by k (scaled_traces). Without covariance matrices D's off-diagonal comes from
+// the model is scaled: with model.family splitting the focal animals into min_families to
+// max_families families (and at least two animals more than families), the between-family part
+// by kb = x'Pf x / tr(Pf P) and the within-family part by kw = x'(I - Pf)x / tr((I - Pf) P)
+// (family_scaled_traces; the warning gives both), else all of it by k (scaled_traces). Without covariance matrices D's off-diagonal comes from
 // the accuracies and one warning says which SDs are conservative and which may be narrow. With
 // only one of the two the trait is computed as without either (a missing evaluation's
 // covariances are never taken as 0): a warning names the missing file and the one not used,

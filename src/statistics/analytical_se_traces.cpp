@@ -320,6 +320,194 @@ trace_scalars exact_trace_scalars(const se_trait_input& in, const se_exact_model
   return exact_trace_scalars(std::span<const se_trait_input>(&in, 1), std::span<const se_exact_model>(&model, 1), a)[0];
 }
 
+namespace {
+
+// Family indicators multiplied by A_focal at a time (memory: that many vectors of m).
+constexpr std::size_t family_block = 32;
+
+// U = J M J Z from R = M Z (m x F, row-major) for a symmetric M and the family indicators Z
+// (n_f animals in family f): M 1 = R 1, M J Z = R - (M 1) n' / m, then the column means removed.
+void centre_by_family(std::vector<double>& r, int m, int nf, const std::vector<double>& n) {
+  const std::size_t f_count = static_cast<std::size_t>(nf);
+  const double dm = static_cast<double>(m);
+  std::vector<double> col(f_count, 0.0);
+  for (int i = 0; i < m; ++i) {
+    double* ri = r.data() + static_cast<std::size_t>(i) * f_count;
+    double row = 0.0;
+    for (std::size_t f = 0; f < f_count; ++f) row += ri[f];
+    for (std::size_t f = 0; f < f_count; ++f) {
+      ri[f] -= row * n[f] / dm;
+      col[f] += ri[f];
+    }
+  }
+  for (int i = 0; i < m; ++i) {
+    double* ri = r.data() + static_cast<std::size_t>(i) * f_count;
+    for (std::size_t f = 0; f < f_count; ++f) ri[f] -= col[f] / dm;
+  }
+}
+
+// Adds the stored covariances of c times sign to R = C Z: pair (i, j) adds to (i, family of j)
+// and to (j, family of i).
+void add_pec_by_family(std::vector<double>& r, const pec_matrix* c, double sign, const int* fam,
+                       int nf) {
+  if (!c) return;
+  const std::size_t f_count = static_cast<std::size_t>(nf);
+  for (int j = 0; j < c->m; ++j)
+    for (std::int64_t e = c->col_start[j]; e < c->col_start[j + 1]; ++e) {
+      const int i = c->row[e];
+      r[static_cast<std::size_t>(i) * f_count + fam[j]] += sign * c->value[e];
+      r[static_cast<std::size_t>(j) * f_count + fam[i]] += sign * c->value[e];
+    }
+}
+
+// G = Z' U (F x F) for the centred U.
+std::vector<double> family_sums(const std::vector<double>& u, int m, int nf, const int* fam) {
+  const std::size_t f_count = static_cast<std::size_t>(nf);
+  std::vector<double> g(f_count * f_count, 0.0);
+  for (int i = 0; i < m; ++i)
+    for (std::size_t f = 0; f < f_count; ++f)
+      g[static_cast<std::size_t>(fam[i]) * f_count + f] += u[static_cast<std::size_t>(i) * f_count + f];
+  return g;
+}
+
+// tr(Pf U_1' ... ): sum_fg G_fg H_fg / (n_f n_g) and sum_f sum_i U_if V_if / n_f.
+double between_between(const std::vector<double>& g, const std::vector<double>& h,
+                       const std::vector<double>& n) {
+  const std::size_t f_count = n.size();
+  double s = 0.0;
+  for (std::size_t f = 0; f < f_count; ++f)
+    for (std::size_t q = 0; q < f_count; ++q)
+      s += g[f * f_count + q] * h[f * f_count + q] / (n[f] * n[q]);
+  return s;
+}
+
+double between_all(const std::vector<double>& u, const std::vector<double>& v,
+                   const std::vector<double>& n, int m) {
+  const std::size_t f_count = n.size();
+  double s = 0.0;
+  for (int i = 0; i < m; ++i)
+    for (std::size_t f = 0; f < f_count; ++f) {
+      const std::size_t e = static_cast<std::size_t>(i) * f_count + f;
+      s += u[e] * v[e] / n[f];
+    }
+  return s;
+}
+
+}  // namespace
+
+family_traces exact_family_traces(const se_trait_input& in, const se_exact_model& model,
+                                  const linalg::symmetric_columns& a) {
+  const int m = static_cast<int>(in.p.size());
+  const std::size_t mm = static_cast<std::size_t>(m);
+  check_length(model.family.size(), mm, "the family vector");
+  check_length(a.diagonal.size(), mm, "the diagonal of A_focal");
+  check_length(model.pev_w.size(), mm, "the whole PEV vector");
+  check_length(model.pev_p.size(), mm, "the partial PEV vector");
+  family_traces t;
+  t.with_y = !in.y.empty();
+  if (m == 0) return t;
+  const int* fam = model.family.data();
+  int nf = 0;
+  for (int f : model.family) {
+    if (f < 0) fatal("Analytical standard errors: a negative family number");
+    nf = std::max(nf, f + 1);
+  }
+  t.families = nf;
+  const std::size_t f_count = static_cast<std::size_t>(nf);
+  std::vector<double> n(f_count, 0.0);
+  for (int f : model.family) n[static_cast<std::size_t>(f)] += 1.0;
+  for (double e : n)
+    if (e == 0.0) fatal("Analytical standard errors: a family without focal animals");
+
+  const bool with_pec = model.pec_w || model.pec_p;
+  const bool with_y = t.with_y;
+  const double s2 = in.genetic_variance;
+  std::vector<double> rw, rp;
+  if (!with_pec) {
+    rw.resize(mm);
+    rp.resize(mm);
+    for (std::size_t i = 0; i < mm; ++i) {
+      rw[i] = accuracy_from_pev(model.pev_w[i], a.diagonal[i], s2);
+      rp[i] = accuracy_from_pev(model.pev_p[i], a.diagonal[i], s2);
+    }
+  }
+
+  // A Z, and without covariance matrices A diag(r) Z for both accuracies (m x F, row-major),
+  // from A's products with the family indicators, family_block of them at a time.
+  const std::vector<const std::vector<double>*> weights =
+      with_pec ? std::vector<const std::vector<double>*>{nullptr}
+               : std::vector<const std::vector<double>*>{nullptr, &rw, &rp};
+  std::vector<std::vector<double>> products(weights.size(), std::vector<double>(mm * f_count, 0.0));
+  for (std::size_t f0 = 0; f0 < f_count; f0 += family_block) {
+    const std::size_t f1 = std::min(f_count, f0 + family_block);
+    std::vector<std::vector<double>> x;
+    for (const std::vector<double>* wv : weights)
+      for (std::size_t f = f0; f < f1; ++f) {
+        std::vector<double> v(mm, 0.0);
+        for (std::size_t i = 0; i < mm; ++i)
+          if (static_cast<std::size_t>(fam[i]) == f) v[i] = wv ? (*wv)[i] : 1.0;
+        x.push_back(std::move(v));
+      }
+    const std::vector<std::vector<double>> y = a.times(x);
+    std::size_t q = 0;
+    for (std::size_t k = 0; k < weights.size(); ++k)
+      for (std::size_t f = f0; f < f1; ++f, ++q)
+        for (std::size_t i = 0; i < mm; ++i) products[k][i * f_count + f] = y[q][i];
+  }
+  const std::vector<double>& az = products[0];
+
+  // Vp Z = s2 A Z - C_p Z, D Z = C_p Z - C_w Z (or from the accuracies), (Vy - Vp) Z =
+  // e_res Z + C_p Z.
+  std::vector<double> cpz(mm * f_count, 0.0), dz(mm * f_count, 0.0);
+  for (int i = 0; i < m; ++i) {
+    const std::size_t e = static_cast<std::size_t>(i) * f_count + static_cast<std::size_t>(fam[i]);
+    cpz[e] += model.pev_p[i];
+    dz[e] += model.pev_p[i] - model.pev_w[i];
+  }
+  add_pec_by_family(cpz, model.pec_p, 1.0, fam, nf);
+  if (with_pec) {
+    add_pec_by_family(dz, model.pec_p, 1.0, fam, nf);
+    add_pec_by_family(dz, model.pec_w, -1.0, fam, nf);
+  } else {
+    // Off the diagonal D_ij = s2 a_ij (r_w,i r_w,j - r_p,i r_p,j); its diagonal is the PEVs'.
+    for (std::size_t i = 0; i < mm; ++i) {
+      for (std::size_t f = 0; f < f_count; ++f) {
+        const std::size_t e = i * f_count + f;
+        dz[e] += s2 * (rw[i] * products[1][e] - rp[i] * products[2][e]);
+      }
+      dz[i * f_count + static_cast<std::size_t>(fam[i])] -= s2 * a.diagonal[i] * (rw[i] * rw[i] - rp[i] * rp[i]);
+    }
+  }
+  std::vector<double> u(mm * f_count), ey;
+  for (std::size_t e = 0; e < u.size(); ++e) u[e] = s2 * az[e] - cpz[e];
+  if (with_y) {
+    const double e_res = s2 / in.h2 - s2;
+    ey = cpz;
+    for (int i = 0; i < m; ++i) ey[static_cast<std::size_t>(i) * f_count + static_cast<std::size_t>(fam[i])] += e_res;
+    centre_by_family(ey, m, nf, n);
+  }
+  centre_by_family(u, m, nf, n);
+  centre_by_family(dz, m, nf, n);
+
+  const std::vector<double> g = family_sums(u, m, nf, fam);
+  const std::vector<double> h = family_sums(dz, m, nf, fam);
+  for (std::size_t f = 0; f < f_count; ++f) t.trace_between += g[f * f_count + f] / n[f];
+  t.pfp_pfp = between_between(g, g, n);
+  t.pfp_p = between_all(u, u, n, m);
+  t.pfp_pfe = between_between(g, h, n);
+  t.pfp_e = between_all(u, dz, n, m);
+  if (with_y) {
+    const std::vector<double> hy = family_sums(ey, m, nf, fam);
+    t.pfp_pfey = between_between(g, hy, n);
+    t.pfp_ey = between_all(u, ey, n, m);
+  }
+  const std::vector<double> x = centred(in.p);
+  std::vector<double> xs(f_count, 0.0);
+  for (int i = 0; i < m; ++i) xs[static_cast<std::size_t>(fam[i])] += x[static_cast<std::size_t>(i)];
+  for (std::size_t f = 0; f < f_count; ++f) t.x_between += xs[f] * xs[f] / n[f];
+  return t;
+}
+
 trace_scalars approx_trace_scalars(const se_trait_input& in, const se_approx_model& model) {
   const std::size_t mm = in.p.size();
   const bool with_y = !in.y.empty();

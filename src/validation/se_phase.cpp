@@ -129,6 +129,26 @@ void bootstrap_phase(const se_phase_input& in, std::vector<trait_report>& result
   }
 }
 
+// The sire family (0, 1, ... in order of first appearance) of each focal animal of a set, for
+// se exact's scaling under selection; an animal whose sire is unknown is a family of its own.
+std::vector<int> sire_families(const pedigree::pedigree_phase_result& ped, std::span<const int> levels) {
+  std::unordered_map<std::int32_t, int> index;
+  std::vector<int> family;
+  int next = 0;
+  for (int a : levels) {
+    std::int32_t c = 0;
+    if (a >= 1 && a <= ped.n && static_cast<std::size_t>(a) < ped.ped.size()) c = ped.ped[static_cast<std::size_t>(a)].sire;
+    if (c >= 1 && c <= ped.n) {
+      const auto [it, added] = index.try_emplace(c, next);
+      if (added) ++next;
+      family.push_back(it->second);
+    } else {
+      family.push_back(next++);
+    }
+  }
+  return family;
+}
+
 // Reads one evaluation's ebv_pev file of a trait and compares its EBVs with the solutions.
 statistics::ebv_pev read_pev(const se_phase_input& in, const focal_set& set, int t, statistics::evaluation e) {
   const std::string path = statistics::ebv_pev_file_name(t, e);
@@ -180,11 +200,12 @@ void exact_set(const se_phase_input& in, const focal_set& set, const linalg::sym
   std::vector<statistics::pec_matrix> pec_w(nt), pec_p(nt);
   std::vector<statistics::se_trait_input> inputs;
   std::vector<statistics::se_exact_model> models;
+  const std::vector<int> family = sire_families(in.pedigree, set.levels);
   for (std::size_t k = 0; k < nt; ++k) {
     const int t = set.traits[k];
     whole[k] = read_pev(in, set, t, statistics::evaluation::whole);
     partial[k] = read_pev(in, set, t, statistics::evaluation::partial);
-    statistics::se_exact_model model{{}, whole[k].pev, partial[k].pev, nullptr, nullptr};
+    statistics::se_exact_model model{{}, whole[k].pev, partial[k].pev, nullptr, nullptr, family};
     const std::string fw = statistics::pec_file_name(t, statistics::evaluation::whole);
     const std::string fp = statistics::pec_file_name(t, statistics::evaluation::partial);
     if (file_exists(fw)) {

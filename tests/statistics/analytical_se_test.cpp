@@ -271,6 +271,87 @@ TEST(analytical_se, scaled_traces_match_dense_products_of_the_scaled_model) {
   }
 }
 
+// Eleven families of 1 to 6 animals (animal i in family (i / 3) % 11), the first animal a family
+// of its own: 12, enough for se exact to scale them apart; and the projection Pf on the family
+// means.
+std::vector<int> sire_families_of(int m) {
+  std::vector<int> f(static_cast<std::size_t>(m));
+  for (int i = 0; i < m; ++i) f[i] = i == 0 ? 11 : (i / 3) % 11;
+  return f;
+}
+
+matrix family_projection(const std::vector<int>& family, int m) {
+  std::vector<double> n(12, 0.0);
+  for (int f : family) n[f] += 1.0;
+  matrix pf(static_cast<std::size_t>(m) * m, 0.0);
+  for (int j = 0; j < m; ++j)
+    for (int i = 0; i < m; ++i)
+      if (family[i] == family[j]) at(pf, m, i, j) = 1.0 / n[family[i]];
+  return pf;
+}
+
+// Scaling the between- and within-family parts apart: the traces of S P S, S P S + J D J and
+// S P S + J (Vy - Vp) J with S = sqrt(kb) Pf + sqrt(kw) (I - Pf) formed densely, with all, some
+// and no covariances stored; and the observed and expected between-family spreads.
+TEST(analytical_se, family_scaled_traces_match_dense_products_of_the_scaled_model) {
+  const model_case c = make_case(45, 31);
+  const int m = c.m;
+  std::mt19937_64 rng(32);
+  const draws z{normals(m, rng), normals(m, rng), normals(m, rng)};
+  const std::vector<int> family = sire_families_of(m);
+  const matrix pf = family_projection(family, m);
+  matrix id(static_cast<std::size_t>(m) * m, 0.0);
+  for (int i = 0; i < m; ++i) at(id, m, i, i) = 1.0;
+  const stored_pairs third_p = keep_pairs(c.cp, m, 3, rng);
+  const matrix pev_w = keep_pairs(c.cw, m, 0, rng).dense;
+  const matrix pev_p = keep_pairs(c.cp, m, 0, rng).dense;
+  matrix acc_w = pev_w;  // without covariances: Cw_ij = -D_ij from the accuracies, Cp_ij = 0
+  auto r = [&](const std::vector<double>& pev, int i) {
+    return std::sqrt(std::clamp(1.0 - pev[i] / at(c.sa, m, i, i), 0.0, 1.0));
+  };
+  for (int j = 0; j < m; ++j)
+    for (int i = 0; i < m; ++i)
+      if (i != j)
+        at(acc_w, m, i, j) =
+            -at(c.sa, m, i, j) * (r(c.pev_w, i) * r(c.pev_w, j) - r(c.pev_p, i) * r(c.pev_p, j));
+  struct row {
+    const pec_matrix *pec_w, *pec_p;
+    const matrix &cw, &cp;
+    bool with_y;
+  };
+  for (const row& w : {row{&c.all_w.stored, &c.all_p.stored, c.cw, c.cp, true},
+                       row{nullptr, &third_p.stored, pev_w, third_p.dense, false},
+                       row{nullptr, nullptr, acc_w, pev_p, true}}) {
+    SCOPED_TRACE(std::to_string(!!w.pec_w) + std::to_string(!!w.pec_p));
+    const se_trait_input in = input_of(c, z, w.with_y);
+    const se_exact_model model{c.a_lower, c.pev_w, c.pev_p, w.pec_w, w.pec_p, family};
+    const trace_scalars t = exact_trace_scalars(in, model);
+    const family_traces f = exact_family_traces(in, model, linalg::dense_symmetric_columns(c.a_lower, m));
+    EXPECT_EQ(f.families, 12);
+    const matrix vp = combine(1.0, c.sa, -1.0, w.cp);
+    const matrix d = combine(1.0, w.cp, -1.0, w.cw);
+    const matrix ey = combine(1.0, c.vy, -1.0, vp);
+    const matrix pm = jvj(vp, m);
+    const matrix pf_p = product(pf, pm, m, m, false, 1.0);
+    double between = 0.0, x_between = 0.0;
+    const double mean = static_cast<double>(reference::ref_mean(z.p));
+    for (int i = 0; i < m; ++i) {
+      between += at(pf_p, m, i, i);
+      for (int j = 0; j < m; ++j) x_between += (z.p[i] - mean) * at(pf, m, i, j) * (z.p[j] - mean);
+    }
+    EXPECT_NEAR(f.trace_between, between, 1e-10 * std::fabs(between));
+    EXPECT_NEAR(f.x_between, x_between, 1e-10 * std::fabs(x_between));
+    for (const auto& [kb, kw] : {std::pair{0.1, 0.4}, std::pair{0.3, 0.3}, std::pair{1.5, 0.6}}) {
+      const matrix sm = combine(std::sqrt(kb), pf, std::sqrt(kw), combine(1.0, id, -1.0, pf));
+      const matrix scaled = product(product(sm, pm, m, m, false, 1.0), sm, m, m, false, 1.0);
+      expect_traces_near(fields(family_scaled_traces(t, f, kb, kw)),
+                         dense_traces(scaled, combine(1.0, scaled, 1.0, d),
+                                      w.with_y ? combine(1.0, scaled, 1.0, ey) : matrix{}, z.p, m));
+      if (kb == kw && w.with_y) expect_traces_near(fields(family_scaled_traces(t, f, kb, kw)), fields(scaled_traces(t, kb)));
+    }
+  }
+}
+
 // se exact scales the model so that tr(P)/m is the observed S_pp when the partial EBVs vary
 // less than half as much as the model expects, and says so; else it keeps the model.
 TEST(analytical_se, exact_scales_the_model_to_the_observed_spread) {
@@ -325,7 +406,8 @@ linalg::symmetric_columns shuffled_columns(const matrix& a, int m, std::vector<i
 
 // Several traits from one sweep, the columns in any order, give each trait's traces and
 // intervals as the dense matrix alone does: covariances of both evaluations with predictive
-// ability, one evaluation's covariances, none; then se exact with the model scaled for one trait.
+// ability, one evaluation's covariances, none; then se exact with the model scaled for one trait
+// (by families, from the producer's products).
 TEST(analytical_se, several_traits_from_one_sweep_in_any_order_equal_each_trait_alone) {
   const model_case c = make_case(61, 31);
   const int m = c.m;
@@ -340,7 +422,8 @@ TEST(analytical_se, several_traits_from_one_sweep_in_any_order_equal_each_trait_
   for (double& e : z[0].p) e *= std::sqrt(0.3 * want / now);
   std::vector<se_trait_input> in = {input_of(c, z[0], true), input_of(c, z[1], false), input_of(c, z[2], true)};
   for (int t = 0; t < 3; ++t) in[t].trait = t + 1;
-  const std::vector<se_exact_model> model = {{c.a_lower, c.pev_w, c.pev_p, &c.all_w.stored, &c.all_p.stored},
+  const std::vector<int> family = sire_families_of(m);  // trait 1 scaled by families
+  const std::vector<se_exact_model> model = {{c.a_lower, c.pev_w, c.pev_p, &c.all_w.stored, &c.all_p.stored, family},
                                              {c.a_lower, c.pev_w, c.pev_p, nullptr, nullptr},
                                              {c.a_lower, c.pev_w, c.pev_p, nullptr, &third_p.stored}};
   std::vector<int> order(static_cast<std::size_t>(m));
@@ -375,9 +458,54 @@ TEST(analytical_se, several_traits_from_one_sweep_in_any_order_equal_each_trait_
     }
   }
   EXPECT_NEAR(many[0].scale, 0.3, 1e-10);
+  EXPECT_GT(many[0].scale_between, 0.0);
   EXPECT_EQ(out, alone_out);
   EXPECT_NE(out.find("Warning: the partial EBVs of trait 1 vary 0.30 times"), std::string::npos);
   EXPECT_NE(out.find("Warning: no file pec_3_1_whole; pec_3_1_partial is not used"), std::string::npos);
+}
+
+// With families se exact scales their parts apart, each to its observed spread, and names both
+// factors; without families (or with k >= 0.5) as before.
+TEST(analytical_se, exact_scales_families_apart_to_their_observed_spreads) {
+  const model_case c = make_case(40, 23);
+  std::mt19937_64 rng(25);
+  draws z{normals(c.m, rng), normals(c.m, rng), normals(c.m, rng)};
+  const std::vector<int> family = sire_families_of(c.m);
+  const se_exact_model model{c.a_lower, c.pev_w, c.pev_p, &c.all_w.stored, &c.all_p.stored, family};
+  const double expected = exact_trace_scalars(input_of(c, z, true), model).trace_p / c.m;
+  const double now = observed_moments(input_of(c, z, true)).s_pp;
+  for (double k : {0.2, 0.7}) {
+    draws scaled = z;
+    for (double& e : scaled.p) e *= std::sqrt(k * expected / now);
+    const trace_scalars t = exact_trace_scalars(input_of(c, scaled, true), model);
+    const family_traces f =
+        exact_family_traces(input_of(c, scaled, true), model, linalg::dense_symmetric_columns(c.a_lower, c.m));
+    const double kb = f.x_between / f.trace_between;
+    const double kw = (c.m * k * t.trace_p / c.m - f.x_between) / (t.trace_p - f.trace_between);
+    se_result r;
+    const std::string out =
+        test_support::captured_stdout([&] { r = se_exact(input_of(c, scaled, true), model); });
+    EXPECT_NEAR(r.scale, k, 1e-12);
+    const trace_scalars want = k < 0.5 ? family_scaled_traces(t, f, kb, kw) : t;
+    expect_traces_near(fields(r.traces), fields(want));
+    EXPECT_NEAR(r.scale_between, k < 0.5 ? kb : 0.0, 1e-12);
+    EXPECT_NEAR(r.scale_within, k < 0.5 ? kw : 0.0, 1e-12);
+    EXPECT_EQ(out.find("the model is scaled to them (between 12 sire families ") != std::string::npos, k < 0.5);
+  }
+  // Fewer than min_families families: all of the model scaled by k alone.
+  std::vector<int> few(family.size());
+  for (std::size_t i = 0; i < few.size(); ++i) few[i] = family[i] % (min_families - 1);
+  se_exact_model few_model = model;
+  few_model.family = few;
+  draws scaled = z;
+  for (double& e : scaled.p) e *= std::sqrt(0.2 * expected / now);
+  se_result r;
+  const std::string out =
+      test_support::captured_stdout([&] { r = se_exact(input_of(c, scaled, true), few_model); });
+  expect_traces_near(fields(r.traces),
+                     fields(scaled_traces(exact_trace_scalars(input_of(c, scaled, true), few_model), 0.2)));
+  EXPECT_EQ(r.scale_between, 0.0);
+  EXPECT_EQ(out.find("sire families"), std::string::npos);
 }
 
 // ---- variances against Monte Carlo -------------------------------------------------------------

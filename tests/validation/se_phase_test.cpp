@@ -127,12 +127,21 @@ TEST(se_phase, exact_from_the_pedigree_by_blocks_equals_the_dense_relationships)
 
   linalg::dense_matrix a;
   captured_stdout([&] { a = pedigree::focal_relationships(c.ped, set.levels, 1); });
+  // The focal animals' sire families, numbered as the sires first appear (unknown sire: alone).
+  std::vector<int> family, sires;
+  for (int level : set.levels) {
+    const int sire = c.ped.ped[static_cast<std::size_t>(level)].sire;
+    const auto it = std::find(sires.begin(), sires.end(), sire);
+    family.push_back(sire > 0 && it != sires.end() ? static_cast<int>(it - sires.begin())
+                                                   : static_cast<int>(sires.size()));
+    if (sire <= 0 || it == sires.end()) sires.push_back(sire > 0 ? sire : -1);
+  }
   for (int t = 1; t <= 2; ++t) {
     SCOPED_TRACE(t);
     statistics::se_trait_input x{t, column(set.whole, t), column(set.partial, t), column(set.phenotype, t),
                                  c.genetic_variance[t - 1], c.gvar_focal[t - 1], c.h2[t - 1]};
     statistics::pec_matrix pw, pp;
-    statistics::se_exact_model model{a.a, c.pev_w[t - 1], c.pev_p[t - 1], nullptr, nullptr};
+    statistics::se_exact_model model{a.a, c.pev_w[t - 1], c.pev_p[t - 1], nullptr, nullptr, family};
     if (t == 2) {
       pw = statistics::read_pec(statistics::pec_file_name(2, statistics::evaluation::whole), set.levels, 3000);
       pp = statistics::read_pec(statistics::pec_file_name(2, statistics::evaluation::partial), set.levels, 3000);
@@ -142,6 +151,7 @@ TEST(se_phase, exact_from_the_pedigree_by_blocks_equals_the_dense_relationships)
     statistics::se_result dense;
     captured_stdout([&] { dense = statistics::se_exact(x, model); });
     EXPECT_EQ(dense.scale < 0.5, t == 1) << dense.scale;
+    EXPECT_EQ(dense.scale_between > 0.0, t == 1) << "trait 1 scaled by sire families";
     expect_same(blockwise[static_cast<std::size_t>(t - 1)].se, dense.intervals);
   }
 
