@@ -153,7 +153,11 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
         return;
       }
       double& l = w.lrow[static_cast<std::size_t>(p)];
-      if (l == 0.0) w.list.push(p);
+      if (l == 0.0) {
+        w.list.push(p);
+        // The ancestor is visited later: its parents and D are read then.
+        __builtin_prefetch(&nodes[static_cast<std::size_t>(p)]);
+      }
       l += v;
     };
     const node& me = nodes[static_cast<std::size_t>(i)];
