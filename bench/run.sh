@@ -34,6 +34,8 @@
 #   BENCH_METHODS="1 2 3 4 5 6 7 6mf 8mf"   the inbreeding methods of scenario 2 (each run is
 #                        limited to 8 GiB of address space, so a tabular method cannot take the
 #                        shared machine's memory)
+#   BENCH_S5_SHAPES="generations"   the pedigree shapes of scenario 5 (e.g. "generations dairy
+#                        nucleus"; random mating's H-inverse has no sparse factor: 1.6e9 non-zeros)
 #   BENCH_SHAPES="generations dairy random nucleus"   the pedigree shapes of scenario 2 (see
 #                        bench_generate: 20 discrete generations; AI dairy; random mating with
 #                        overlapping generations; a small closed nucleus)
@@ -345,15 +347,28 @@ scenario4() {
 }
 
 scenario5() {
-  local s=$1 genotyped animals dir
+  local s=$1 shape
+  for shape in ${BENCH_S5_SHAPES:-generations}; do scenario5_shape "$s" "$shape"; done
+}
+
+# scenario5_shape SIZE SHAPE: row 5 for the generations shape (the data of earlier runs), row
+# 5.SHAPE for another (bench_generate shape=).
+scenario5_shape() {
+  local s=$1 shape=$2 genotyped animals dir id=5 extra=()
   genotyped=$(scaled 5000 "$s"); animals=$(scaled 1000000 "$s")
   dir=$data/s5-$s
-  ensure_data "$dir" "animals=$animals" traits=2 "genotyped=$genotyped" se=exact inbreeding_method=6 || return
+  if [ "$shape" != generations ]; then
+    dir=$data/s5-$shape-$s
+    id=5.$shape
+    extra=("shape=$shape")
+    [ "$shape" = random ] && extra+=("sires=$(scaled 3000 "$s")")
+  fi
+  ensure_data "$dir" "animals=$animals" traits=2 "genotyped=$genotyped" se=exact inbreeding_method=6 "${extra[@]}" || return
   [ "${BENCH_GENERATE_ONLY:-0}" = 1 ] && return 0
   whole_run "$dir"
   local target=""
   [ "$s" = 3 ] && target="< 60 s: $(verdict "$wall" 60)"
-  row 5 "se exact, H-inverse file (whole run)" "$(human "$animals") animals, $(human "$genotyped") genotyped" "$s" \
+  row "$id" "se exact, H-inverse file (whole run)${extra:+, $shape}" "$(human "$animals") animals, $(human "$genotyped") genotyped" "$s" \
     "$wall" "$peak" "$(rate "$animals" "$wall" animals), $(info "$dir" focal) focal" "$target" "$load"
 }
 
