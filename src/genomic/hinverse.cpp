@@ -1,6 +1,8 @@
 // H-inverse reading and the focal elements of its inverse.
 #include "genomic/hinverse.hpp"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -159,10 +161,13 @@ std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::st
   return focal_elements_of_inverse(m, sets, settings, "the inverse relationship matrix of file " + path);
 }
 
-std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
-                                                            const inverse_settings& settings, const std::string& what) {
-  // The focal animals of every set, each once; a level outside the matrix has no element.
-  std::vector<int> chosen, place(static_cast<std::size_t>(m.n) + 1, -1);
+namespace {
+
+// The block of the inverse among the focal animals of `sets` (each level once; a level outside
+// the matrix has no element), written into each set's matrix.
+void fill_from_block(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets, const inverse_settings& settings,
+                     const std::string& what, std::vector<int>& place, std::vector<linalg::dense_matrix>& out) {
+  std::vector<int> chosen;
   for (const auto& s : sets)
     for (int lev : s)
       if (lev >= 1 && lev <= m.n && place[static_cast<std::size_t>(lev)] < 0) {
@@ -171,8 +176,6 @@ std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& 
       }
   const sparse::inverse_block_result block =
       sparse::inverse_block(m, chosen, {settings.threads, settings.msg_level, "while inverting " + what});
-
-  std::vector<linalg::dense_matrix> out;
   for (const auto& s : sets) {
     const int k = static_cast<int>(s.size());
     linalg::dense_matrix a(k, k);
@@ -189,6 +192,39 @@ std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& 
       }
     }
     out.push_back(std::move(a));
+  }
+  for (int lev : chosen) place[static_cast<std::size_t>(lev)] = -1;
+}
+
+}  // namespace
+
+std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
+                                                            const inverse_settings& settings, const std::string& what) {
+  // One factorisation for all sets, unless the block of their union would be larger than the
+  // sets' own blocks together (sets that do not nest): then one factorisation per set, so that
+  // the memory stays that of the sets' matrices.
+  std::vector<int> place(static_cast<std::size_t>(m.n) + 1, -1);
+  double own = 0.0;
+  std::int64_t all = 0;
+  for (const auto& s : sets) {
+    own += static_cast<double>(s.size()) * static_cast<double>(s.size());
+    for (int lev : s)
+      if (lev >= 1 && lev <= m.n && place[static_cast<std::size_t>(lev)] < 0) {
+        place[static_cast<std::size_t>(lev)] = 0;
+        ++all;
+      }
+  }
+  std::fill(place.begin(), place.end(), -1);
+  std::vector<linalg::dense_matrix> out;
+  if (sets.size() <= 1 || static_cast<double>(all) * static_cast<double>(all) <= own) {
+    fill_from_block(m, sets, settings, what, place, out);
+    return out;
+  }
+  inverse_settings next = settings;
+  for (const auto& s : sets) {
+    fill_from_block(m, {s}, next, what, place, out);
+    // The thread count is said once, at the first factorisation.
+    if (next.threads <= 0) next.threads = omp_get_max_threads();
   }
   return out;
 }

@@ -45,8 +45,9 @@ std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::st
 
 // The elements of the inverse of m (upper IJA, order nlev) at every pair of each focal set:
 // the focal animals of all sets are pivoted last in the Cholesky factor, whose trailing triangle
-// then gives their block of the inverse (sparse::inverse_block); m is left as it is. A stop of
-// the sparse solver adds the line "while inverting " + what.
+// then gives their block of the inverse (sparse::inverse_block); m is left as it is. Sets that
+// do not nest, whose union's block would be larger than their own blocks together, take one
+// factorisation each. A stop of the sparse solver adds the line "while inverting " + what.
 std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
                                                             const inverse_settings& settings, const std::string& what);
 
