@@ -71,9 +71,21 @@ void run_replicates(std::span<const double> w, std::span<const double> p,
   }
 }
 
-// Variance of the replicates (divisor nrepboot) times C / (C - 1).
-double corrected_variance(const std::vector<double>& x, int c) {
-  return var(x) * static_cast<double>(c) / static_cast<double>(c - 1);
+// Variance of the replicates (divisor nrepboot) times C / (C - 1), or the jackknife's when it
+// is larger.
+double corrected_variance(const std::vector<double>& x, int c, double jackknife) {
+  const double boot = var(x) * static_cast<double>(c) / static_cast<double>(c - 1);
+  return std::isfinite(jackknife) ? std::max(boot, jackknife) : boot;
+}
+
+// (C - 1) / C sum (t_c - mean t)^2.
+double jackknife_of(const std::vector<double>& t) {
+  const double c = static_cast<double>(t.size());
+  double mean = 0.0;
+  for (double e : t) mean += e / c;
+  double ss = 0.0;
+  for (double e : t) ss += (e - mean) * (e - mean);
+  return (c - 1.0) / c * ss;
 }
 
 }  // namespace
@@ -134,6 +146,74 @@ std::vector<std::int64_t> read_cluster_labels(const std::string& path, std::span
       fatal({"Focal animal " + num(focal[i]) + " has no cluster in " + path,
              "Every focal animal needs a line: level cluster"});
   return label;
+}
+
+lr_values jackknife_variances(std::span<const double> w, std::span<const double> p,
+                              std::span<const double> y, double gvar_focal, double h2,
+                              const focal_clusters& clusters) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  lr_values out{nan, nan, nan, nan, nan};
+  const int c = clusters.count();
+  const bool with_y = !y.empty();
+  if (c < 2) return out;
+  const std::size_t m = p.size();
+  double mw = 0.0, mp = 0.0, my = 0.0;
+  for (std::size_t i = 0; i < m; ++i) {
+    mw += w[i];
+    mp += p[i];
+    if (with_y) my += y[i];
+  }
+  const double dm = static_cast<double>(m);
+  mw /= dm;
+  mp /= dm;
+  my /= dm;
+  // Sums of the centred data over all animals and over each cluster.
+  struct sums {
+    double n = 0, p = 0, w = 0, y = 0, pp = 0, ww = 0, pw = 0, yy = 0, yp = 0;
+  };
+  std::vector<sums> of(static_cast<std::size_t>(c));
+  sums all;
+  for (int k = 0; k < c; ++k) {
+    sums& s = of[static_cast<std::size_t>(k)];
+    for (std::int64_t e = clusters.start[k]; e < clusters.start[k + 1]; ++e) {
+      const auto i = static_cast<std::size_t>(clusters.members[static_cast<std::size_t>(e)]);
+      const double cp = p[i] - mp, cw = w[i] - mw, cy = with_y ? y[i] - my : 0.0;
+      s.n += 1;
+      s.p += cp;
+      s.w += cw;
+      s.y += cy;
+      s.pp += cp * cp;
+      s.ww += cw * cw;
+      s.pw += cp * cw;
+      s.yy += cy * cy;
+      s.yp += cy * cp;
+    }
+    all.n += s.n, all.p += s.p, all.w += s.w, all.y += s.y, all.pp += s.pp, all.ww += s.ww;
+    all.pw += s.pw, all.yy += s.yy, all.yp += s.yp;
+  }
+  std::vector<double> bias, disp, ratio, rel, pa;
+  for (const sums& s : of) {
+    const double n = all.n - s.n;
+    const double sp = all.p - s.p, sw = all.w - s.w, sy = all.y - s.y;
+    const double spp = (all.pp - s.pp) - sp * sp / n;
+    const double sww = (all.ww - s.ww) - sw * sw / n;
+    const double spw = (all.pw - s.pw) - sp * sw / n;
+    bias.push_back((mp - mw) + (sp - sw) / n);
+    disp.push_back(spw / spp);
+    ratio.push_back(spw / std::sqrt(spp * sww));
+    rel.push_back(spw / n / gvar_focal);
+    if (with_y) {
+      const double syy = (all.yy - s.yy) - sy * sy / n;
+      const double syp = (all.yp - s.yp) - sy * sp / n;
+      pa.push_back(syp / std::sqrt(syy * spp) / std::sqrt(h2));
+    }
+  }
+  out.bias = jackknife_of(bias);
+  out.dispersion = jackknife_of(disp);
+  out.ratio_acc = jackknife_of(ratio);
+  out.reliability = jackknife_of(rel);
+  if (with_y) out.pred_ability = jackknife_of(pa);
+  return out;
 }
 
 namespace {
@@ -213,17 +293,18 @@ lr_intervals cluster_bootstrap(std::span<const double> w, std::span<const double
   generator.current().skip(static_cast<std::uint64_t>(reps) * static_cast<std::uint64_t>(c));
 
   const lr_values v = compute_lr(w, p, y, gvar_focal, h2);
+  const lr_values jk = jackknife_variances(w, p, y, gvar_focal, h2, clusters);
   const double q = t_quantile_975(c - 1);
   lr_intervals out;
-  out.bias = normal_interval(v.bias, corrected_variance(boot.bias, c), q);
-  out.dispersion = normal_interval(v.dispersion, corrected_variance(boot.dispersion, c), q);
-  out.ratio_acc = fisher_z_interval(v.ratio_acc, corrected_variance(boot.ratio_acc, c), q);
+  out.bias = normal_interval(v.bias, corrected_variance(boot.bias, c, jk.bias), q);
+  out.dispersion = normal_interval(v.dispersion, corrected_variance(boot.dispersion, c, jk.dispersion), q);
+  out.ratio_acc = fisher_z_interval(v.ratio_acc, corrected_variance(boot.ratio_acc, c, jk.ratio_acc), q);
   out.reliability =
-      squared_correlation_interval(v.reliability, corrected_variance(boot.reliability, c), q);
+      squared_correlation_interval(v.reliability, corrected_variance(boot.reliability, c, jk.reliability), q);
   if (with_y) {
     // Fisher's z on cor(y, p) = pred_ability sqrt(h2), limits divided by sqrt(h2) again.
     const double sh = std::sqrt(h2);
-    const double vp = corrected_variance(boot.pred_ability, c);
+    const double vp = corrected_variance(boot.pred_ability, c, jk.pred_ability);
     const interval z = fisher_z_interval(v.pred_ability * sh, vp * h2, q);
     out.pred_ability = {vp, z.lower / sh, z.upper / sh};
   }

@@ -35,13 +35,24 @@ std::vector<std::int64_t> read_cluster_labels(const std::string& path, std::span
 // function up to 30, by the Cornish-Fisher expansion above; NaN for df < 1.
 double t_quantile_975(int df);
 
+// The delete-one-cluster jackknife variances of the statistics (fields of the result hold
+// variances): with theta_c the value without cluster c and theta_. their mean,
+// (C - 1) / C sum_c (theta_c - theta_.)^2, pred_ability only with y. From the clusters' sums of
+// the data centred at the whole set's means, O(m + C). NaN when C < 2, and for a statistic
+// without a value once some cluster is left out (e.g. all but one animal in one cluster).
+lr_values jackknife_variances(std::span<const double> w, std::span<const double> p,
+                              std::span<const double> y, double gvar_focal, double h2,
+                              const focal_clusters& clusters);
+
 // One effect and trait: nrepboot replicates, each drawing C = clusters.count() clusters with
 // generator.random_integer(1, C) and taking every animal of each drawn cluster (rows of w, p and
 // y together), so a replicate holds a varying number of animals. Replicate statistics as
-// compute_lr. The SD is that of the replicates times sqrt(C / (C - 1)) (the cluster
-// bootstrap's own bias), and the limits are those of the analytical methods with this SD and
-// t(C - 1) in place of the normal point: bias and dispersion symmetric, the correlations by
-// Fisher's z, the reliability by Fisher's z on its square root.
+// compute_lr. The variance is the larger of that of the replicates times C / (C - 1) (the
+// cluster bootstrap's own bias) and the delete-one-cluster jackknife's on the same clusters
+// (jackknife_variances; not finite: the bootstrap's alone), and the limits are those of the
+// analytical methods with its SD and t(C - 1) in place of the normal point: bias and
+// dispersion symmetric, the correlations by Fisher's z, the reliability by Fisher's z on its
+// square root.
 //
 // Replicate r (0-based) uses draws r*C+1 .. (r+1)*C of the generator's current stream, so the
 // results are the same for any thread count; on return the generator stands where nrepboot*C

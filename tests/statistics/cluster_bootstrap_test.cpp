@@ -1,9 +1,11 @@
-// The family bootstrap: clusters from labels and files, the t points, the resampling against
-// the plain bootstrap and a sequential loop, and the same figures for any thread count.
+// The family bootstrap: clusters from labels and files, the t points, the jackknife on the
+// clusters, the resampling against the plain bootstrap and a sequential loop, and the same
+// figures for any thread count.
 #include "statistics/cluster_bootstrap.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -52,8 +54,57 @@ TEST(cluster_bootstrap, t_points_match_the_tables) {
   EXPECT_TRUE(std::isnan(t_quantile_975(0)));
 }
 
+// The delete-one-cluster jackknife variances formed the plain way: compute_lr on the rows
+// without each cluster, then (C - 1) / C times the sum of squares about the mean.
+lr_values brute_jackknife(const focal_data& d, const focal_clusters& cl) {
+  const int c = cl.count();
+  std::vector<std::vector<double>> t(5);
+  for (int k = 0; k < c; ++k) {
+    focal_data b;
+    for (int j = 0; j < c; ++j)
+      for (std::int64_t e = cl.start[j]; e < cl.start[j + 1] && j != k; ++e) {
+        const auto i = static_cast<std::size_t>(cl.members[static_cast<std::size_t>(e)]);
+        b.w.push_back(d.w[i]);
+        b.p.push_back(d.p[i]);
+        b.y.push_back(d.y[i]);
+      }
+    const lr_values v = compute_lr(b.w, b.p, b.y, gvar, h2);
+    for (const auto& [q, x] : {std::pair{0, v.bias}, {1, v.dispersion}, {2, v.ratio_acc}, {3, v.reliability},
+                               {4, v.pred_ability}})
+      t[q].push_back(x);
+  }
+  std::vector<double> out;
+  for (const std::vector<double>& x : t) {
+    double mean = 0.0, ss = 0.0;
+    for (double e : x) mean += e / c;
+    for (double e : x) ss += (e - mean) * (e - mean);
+    out.push_back((c - 1.0) / c * ss);
+  }
+  return {out[0], out[1], out[2], out[3], out[4]};
+}
+
+// Families of varying size (and a family of one): the jackknife from the clusters' sums equals
+// the plain one; one cluster gives none.
+TEST(cluster_bootstrap, jackknife_variances_match_leaving_each_cluster_out) {
+  const focal_data d = testing::make_focal_data(57, 5);
+  std::vector<std::int64_t> label;
+  for (int i = 0; i < 57; ++i) label.push_back(i == 56 ? 99 : (i * 7) % 11);
+  const focal_clusters cl = clusters_from_labels(label);
+  const lr_values got = jackknife_variances(d.w, d.p, d.y, gvar, h2, cl);
+  const lr_values want = brute_jackknife(d, cl);
+  for (const auto& [g, x] : {std::pair{got.bias, want.bias}, {got.dispersion, want.dispersion},
+                             {got.ratio_acc, want.ratio_acc}, {got.reliability, want.reliability},
+                             {got.pred_ability, want.pred_ability}}) {
+    EXPECT_GT(x, 0.0);
+    EXPECT_NEAR(g, x, 1e-9 * x);
+  }
+  EXPECT_TRUE(std::isnan(jackknife_variances(d.w, d.p, {}, gvar, h2, cl).pred_ability));
+  EXPECT_TRUE(std::isnan(jackknife_variances(d.w, d.p, d.y, gvar, h2, clusters_from_labels(std::vector<std::int64_t>(57, 1))).bias));
+}
+
 // One animal per cluster in set order: cluster k is animal k, so the draws and replicates are
-// those of the plain bootstrap; the variance is its variance times C / (C - 1).
+// those of the plain bootstrap; the variance is its variance times C / (C - 1), or the
+// jackknife's when that is larger.
 TEST(cluster_bootstrap, singletons_give_the_plain_bootstrap_variances) {
   const focal_data d = testing::make_focal_data(40, 3);
   std::vector<std::int64_t> label(40);
@@ -64,7 +115,12 @@ TEST(cluster_bootstrap, singletons_give_the_plain_bootstrap_variances) {
   EXPECT_EQ(a.current(), b.current());
   const interval* p[] = {&plain.bias, &plain.dispersion, &plain.ratio_acc, &plain.reliability, &plain.pred_ability};
   const interval* c[] = {&clus.bias, &clus.dispersion, &clus.ratio_acc, &clus.reliability, &clus.pred_ability};
-  for (int k = 0; k < 5; ++k) EXPECT_NEAR(c[k]->variance, p[k]->variance * 40.0 / 39.0, 1e-12 * p[k]->variance) << k;
+  const lr_values jk = jackknife_variances(d.w, d.p, d.y, gvar, h2, clusters_from_labels(label));
+  const double j[] = {jk.bias, jk.dispersion, jk.ratio_acc, jk.reliability, jk.pred_ability};
+  for (int k = 0; k < 5; ++k) {
+    const double want = std::max(p[k]->variance * 40.0 / 39.0, j[k]);
+    EXPECT_NEAR(c[k]->variance, want, 1e-12 * want) << k;
+  }
   const lr_values v = compute_lr(d.w, d.p, d.y, gvar, h2);
   const double q = t_quantile_975(39);
   const interval bias = normal_interval(v.bias, clus.bias.variance, q);
@@ -100,11 +156,12 @@ TEST(cluster_bootstrap, any_thread_count_gives_the_sequential_figures) {
     disp.push_back(v.dispersion);
     rel.push_back(v.reliability);
   }
+  const lr_values jk = jackknife_variances(d.w, d.p, d.y, gvar, h2, cl);
   for (int threads : {1, 2, 3}) {
     rng g;
     const lr_intervals t = cluster_bootstrap(d.w, d.p, d.y, gvar, h2, cl, nrep, g, threads);
-    EXPECT_EQ(t.dispersion.variance, var(disp) * c / (c - 1)) << threads;
-    EXPECT_EQ(t.reliability.variance, var(rel) * c / (c - 1)) << threads;
+    EXPECT_EQ(t.dispersion.variance, std::max(var(disp) * c / (c - 1), jk.dispersion)) << threads;
+    EXPECT_EQ(t.reliability.variance, std::max(var(rel) * c / (c - 1), jk.reliability)) << threads;
     EXPECT_EQ(g.current(), seq.current()) << threads;
   }
 }
