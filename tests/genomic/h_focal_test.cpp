@@ -118,7 +118,8 @@ TEST(genomic_relationships, g_by_rank_k_updates_equals_the_element_by_element_re
   const linalg::dense_matrix want = reference::ref_vanraden_g(p.codes);
   const std::vector<double> pw = reference::ref_frequencies(p.codes);
   for (std::size_t m = 0; m < pw.size(); ++m) ASSERT_NEAR(kept.p[m], pw[m], 1e-15);
-  for (int threads : {1, 2}) EXPECT_LT(max_diff(vanraden_g(g, kept, threads), want), 1e-10);
+  for (g_products way : {g_products::automatic, g_products::integer_single, g_products::double_precision})
+    for (int threads : {1, 2}) EXPECT_LT(max_diff(vanraden_g(g, kept, threads, way), want), 1e-10);
 }
 
 TEST(genomic_relationships, relationship_blocks_are_those_of_tabular_a) {
