@@ -133,6 +133,27 @@ bool line_reader::next(std::string_view& line) {
   return true;
 }
 
+bool line_reader::next_block(std::string_view& lines) {
+  for (;;) {
+    if (begin_ < end_) {
+      const char* start = buf_.data() + begin_;
+      const void* last = ::memrchr(start, '\n', end_ - begin_);
+      if (last) {
+        const std::size_t len = static_cast<std::size_t>(static_cast<const char*>(last) - start) + 1;
+        lines = std::string_view(start, len);
+        begin_ += len;
+        return true;
+      }
+    }
+    if (!fill()) {
+      if (begin_ == end_) return false;
+      lines = std::string_view(buf_.data() + begin_, end_ - begin_);  // last line without newline
+      begin_ = end_;
+      return true;
+    }
+  }
+}
+
 std::size_t split_fields(std::string_view line, std::span<std::string_view> out) {
   std::size_t n = 0;
   std::size_t i = 0;

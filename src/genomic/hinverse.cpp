@@ -68,10 +68,52 @@ std::int64_t count_hinverse_elements(const std::string& path, int nlev) {
   return n;
 }
 
-sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev) {
+namespace {
+
+// The elements of a run of whole lines, parsed by one thread: kept as they come (row <= column),
+// and where a line cannot be taken, its number within the run and what is wrong with it.
+struct parsed_lines {
+  std::vector<std::int32_t> rows, cols;
+  std::vector<double> vals;
+  std::int64_t lines = 0;
+  std::int64_t bad_line = 0;  // 0: none
+  bool bad_index = false;     // the line reads, but an index is outside 1..nlev
+  std::string bad_text;
+};
+
+void parse_lines(std::string_view text, int nlev, parsed_lines& out) {
+  std::array<std::string_view, 3> f;
+  while (!text.empty()) {
+    const std::size_t nl = text.find('\n');
+    std::string_view line = text.substr(0, nl);
+    text.remove_prefix(nl == std::string_view::npos ? text.size() : nl + 1);
+    ++out.lines;
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    const std::size_t k = split_fields(line, f);
+    if (k == 0) continue;
+    std::int32_t i = 0, j = 0;
+    double v = 0;
+    const bool read = k >= 3 && parse_int(f[0], i) && parse_int(f[1], j) && parse_real(f[2], v) && std::isfinite(v);
+    if (!read || i < 1 || j < 1 || i > nlev || j > nlev) {
+      out.bad_line = out.lines;
+      out.bad_index = read;
+      out.bad_text = std::string(line);
+      return;
+    }
+    out.rows.push_back(std::min(i, j));
+    out.cols.push_back(std::max(i, j));
+    out.vals.push_back(v);
+  }
+}
+
+}  // namespace
+
+sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev, int threads) {
   check_exists(path);
   // The lines as they come (row <= column). Reserved by the file's size so that the vectors
-  // are not copied as they grow; pages that are never written are never touched.
+  // are not copied as they grow; pages that are never written are never touched. The file
+  // comes in runs of whole lines, each cut at newlines into one piece a thread; the pieces are
+  // appended in the file's order, so the result does not depend on the number of threads.
   std::vector<std::int32_t> rows, cols;
   std::vector<double> vals;
   std::error_code ec;
@@ -82,11 +124,48 @@ sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev) {
     cols.reserve(guess);
     vals.reserve(guess);
   }
-  for_each_element(path, nlev, [&](int i, int j, double v) {
-    rows.push_back(std::min(i, j));
-    cols.push_back(std::max(i, j));
-    vals.push_back(v);
-  });
+  const int parts = std::max(1, threads);
+  std::vector<parsed_lines> piece(static_cast<std::size_t>(parts));
+  line_reader in(path, false, ec ? 0 : std::clamp<std::size_t>(static_cast<std::size_t>(bytes) + 1, 4096, std::size_t{16} << 20));
+  std::string_view block;
+  std::int64_t lines_before = 0;
+  while (in.next_block(block)) {
+    std::vector<std::string_view> cut;
+    for (int p = 0; p < parts; ++p) {
+      std::size_t at = block.size();
+      if (p + 1 < parts) {  // an even share of what is left, to the end of its line
+        const std::size_t want = block.size() / static_cast<std::size_t>(parts - p);
+        const std::size_t nl = block.find('\n', want > 0 ? want - 1 : 0);
+        at = nl == std::string_view::npos ? block.size() : nl + 1;
+      }
+      cut.push_back(block.substr(0, at));
+      block.remove_prefix(at);
+    }
+#pragma omp parallel for num_threads(parts) schedule(static, 1) if (parts > 1)
+    for (int p = 0; p < parts; ++p) {
+      parsed_lines& out = piece[static_cast<std::size_t>(p)];
+      out.rows.clear();
+      out.cols.clear();
+      out.vals.clear();
+      out.lines = 0;
+      out.bad_line = 0;
+      parse_lines(cut[static_cast<std::size_t>(p)], nlev, out);
+    }
+    for (const parsed_lines& out : piece) {
+      if (out.bad_line > 0) {
+        const std::string where = at_line(path, lines_before + out.bad_line);
+        if (out.bad_index)
+          fatal({"Index outside the levels 1.." + num(nlev) + " of the animal effect: " + where,
+                 "  " + excerpt(out.bad_text)});
+        fatal({"Cannot read row, column and value of the inverse relationship matrix: " + where,
+               "  " + excerpt(out.bad_text)});
+      }
+      rows.insert(rows.end(), out.rows.begin(), out.rows.end());
+      cols.insert(cols.end(), out.cols.begin(), out.cols.end());
+      vals.insert(vals.end(), out.vals.begin(), out.vals.end());
+      lines_before += out.lines;
+    }
+  }
   const std::int64_t n = static_cast<std::int64_t>(rows.size());
   if (n == 0)
     fatal({"The inverse relationship matrix file " + path + " holds no element", "It is named by OPTION readHInverse"});
@@ -157,7 +236,8 @@ sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev) {
 std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::string& path, int nlev,
                                                                    const std::vector<std::vector<int>>& sets,
                                                                    const inverse_settings& settings) {
-  sparse::ija_matrix m = read_hinverse_matrix(path, nlev);
+  sparse::ija_matrix m =
+      read_hinverse_matrix(path, nlev, settings.threads > 0 ? settings.threads : omp_get_max_threads());
   return focal_elements_of_inverse(m, sets, settings, "the inverse relationship matrix of file " + path);
 }
 

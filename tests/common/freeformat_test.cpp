@@ -40,6 +40,24 @@ TEST(line_reader, hands_out_the_same_lines_with_any_buffer_and_rewinds) {
   EXPECT_EQ(rest_of(big), (lines{"1", std::string(3'000'000, 'x'), "2"}));
 }
 
+TEST(line_reader, hands_out_runs_of_whole_lines_that_make_up_the_file) {
+  const std::string text = "first\r\n\nsecond line, longer than the buffer\n\r\nlast";
+  const std::string path = write_temp("ff_blocks.txt", text);
+  for (std::size_t b : {1, 2, 7, 1 << 20}) {
+    line_reader r(path, false, b);
+    std::string all;
+    std::string_view block;
+    while (r.next_block(block)) {
+      ASSERT_FALSE(block.empty());
+      if (all.size() + block.size() < text.size()) {
+        EXPECT_EQ(block.back(), '\n') << b;
+      }
+      all += block;
+    }
+    EXPECT_EQ(all, text) << b;
+  }
+}
+
 TEST(line_reader, stops_naming_the_file_it_cannot_open_or_read) {
   const std::string path = write_temp("ff_long_line.txt", "short\n" + std::string(100, 'x') + "\nafter\n");
   for (std::size_t buffer : {8, 100}) {  // a line of exactly the limit is read

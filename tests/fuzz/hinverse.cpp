@@ -1,6 +1,7 @@
 // Fuzz target: the H-inverse reader (read_hinverse, count_hinverse_elements), checked against a
-// plain sum of the file's elements; small matrices then go through the sparse inverse of the
-// focal relationships. The first byte gives the number of levels; the rest is the file.
+// plain sum of the file's elements, and the one-pass reader on one thread against three; small
+// matrices then go through the sparse inverse of the focal relationships. The first byte gives
+// the number of levels; the rest is the file.
 #include <cmath>
 #include <map>
 
@@ -45,6 +46,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     VENTREL_FUZZ_CHECK(count_hinverse_elements(path, nlev) == elements);
   } catch (const fatal_error&) {
   }
+  // The one-pass reader gives the same matrix, or the same stop, on one thread and on three.
+  auto one_pass = [&](int threads) -> std::pair<std::vector<std::string>, sparse::ija_matrix> {
+    try {
+      return {{}, read_hinverse_matrix(path, nlev, threads)};
+    } catch (const fatal_error& e) {
+      return {e.lines(), {}};
+    }
+  };
+  const auto [stop1, m1] = one_pass(1);
+  const auto [stop3, m3] = one_pass(3);
+  VENTREL_FUZZ_CHECK(stop1 == stop3 && m1.ia == m3.ia && m1.ja == m3.ja);
+  for (std::size_t k = 0; k < m1.a.size(); ++k)
+    VENTREL_FUZZ_CHECK(m1.a[k] == m3.a[k] || (std::isnan(m1.a[k]) && std::isnan(m3.a[k])));
   // Small complete matrices: the sparse inverse and the focal elements (a matrix that is not
   // positive definite stops, which is a valid outcome).
   if (elements >= nlev && nlev <= 24) {

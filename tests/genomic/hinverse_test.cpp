@@ -86,11 +86,31 @@ TEST(hinverse, the_matrix_read_in_one_pass_equals_the_one_added_up_in_a_hash_tab
   read_hinverse(path, 40, h);
   sparse::ija_matrix want;
   sparse::convert_hash_ija(h, want);
-  const sparse::ija_matrix got = read_hinverse_matrix(path, 40);
-  EXPECT_EQ(got.n, 40);
-  EXPECT_EQ(got.ia, want.ia);
-  EXPECT_EQ(got.ja, want.ja);
-  EXPECT_EQ(got.a, want.a) << "bit for bit";
+  for (int threads : {1, 2, 3, 7}) {  // the lines cut into pieces parsed side by side
+    const sparse::ija_matrix got = read_hinverse_matrix(path, 40, threads);
+    EXPECT_EQ(got.n, 40);
+    EXPECT_EQ(got.ia, want.ia) << threads;
+    EXPECT_EQ(got.ja, want.ja) << threads;
+    EXPECT_EQ(got.a, want.a) << "bit for bit, threads " << threads;
+  }
+}
+
+TEST(hinverse, a_bad_line_is_named_by_its_line_in_the_file_whatever_the_threads) {
+  // Two bad lines that fall into different pieces: the first in the file is the one named.
+  std::string text;
+  for (int k = 1; k <= 60; ++k) text += k == 41 ? "3 x 1.0\n" : k == 52 ? "9 1 1.0\n" : "1 1 1.0\n";
+  const std::string path = write_temp("bad_hinv_long.txt", text);
+  const std::string index_path = write_temp("bad_hinv_index.txt", text.substr(0, 40 * 8) + "9 1 1.0\n");
+  auto read = [](const std::string& file, int threads) { return [=] { read_hinverse_matrix(file, 5, threads); }; };
+  const lines unreadable{"Cannot read row, column and value of the inverse relationship matrix: file " + path + ", line 41",
+                         "  3 x 1.0"};
+  expect_stops({
+      {"one thread", read(path, 1), unreadable},
+      {"two threads", read(path, 2), unreadable},
+      {"three threads", read(path, 3), unreadable},
+      {"index, two threads", read(index_path, 2),
+       {"Index outside the levels 1..5 of the animal effect: file " + index_path + ", line 41", "  9 1 1.0"}},
+  });
 }
 
 TEST(hinverse, values_and_indices_the_end_to_end_runs_do_not_try_stop) {
