@@ -142,6 +142,7 @@ bool line_reader::next_block(std::string_view& lines) {
         const std::size_t len = static_cast<std::size_t>(static_cast<const char*>(last) - start) + 1;
         lines = std::string_view(start, len);
         begin_ += len;
+        line_no_ += std::count(lines.begin(), lines.end(), '\n');
         return true;
       }
     }
@@ -149,6 +150,7 @@ bool line_reader::next_block(std::string_view& lines) {
       if (begin_ == end_) return false;
       lines = std::string_view(buf_.data() + begin_, end_ - begin_);  // last line without newline
       begin_ = end_;
+      ++line_no_;
       return true;
     }
   }

@@ -51,8 +51,8 @@ class line_reader {
   bool next(std::string_view& line);  // false at the end of the file
   // The next run of whole lines, each with its newline (the file's last line may have none):
   // everything the buffer holds up to its last newline, at least one line; false at the end of
-  // the file. For readers that split the lines among threads: line_number() does not count
-  // them, the caller does. Do not mix with next().
+  // the file. For readers that split the lines among threads; line_number() is then that of the
+  // run's last line. Do not mix with next().
   bool next_block(std::string_view& lines);
   std::int64_t line_number() const { return line_no_; }  // of the line last handed out
   const std::string& path() const { return path_; }

@@ -55,7 +55,18 @@ TEST(line_reader, hands_out_runs_of_whole_lines_that_make_up_the_file) {
       all += block;
     }
     EXPECT_EQ(all, text) << b;
+    EXPECT_EQ(r.line_number(), 5) << b;
   }
+  // A line longer than the limit is named by its number, as by next().
+  const std::string long_path = write_temp("ff_blocks_long.txt", "a\nb\n" + std::string(100, 'x') + "\n");
+  expect_stops({{"long line",
+                 [&] {
+                   line_reader r(long_path, false, 8, 50);
+                   std::string_view block;
+                   while (r.next_block(block)) {
+                   }
+                 },
+                 {"Cannot read file " + long_path + ": line 3 is longer than 50 characters", "*"}}});
 }
 
 TEST(line_reader, stops_naming_the_file_it_cannot_open_or_read) {
