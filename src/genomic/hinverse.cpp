@@ -26,25 +26,82 @@ void check_exists(const std::string& path) {
     fatal({"The inverse relationship matrix file " + path + " does not exist", "It is named by OPTION readHInverse"});
 }
 
-// Calls add(i, j, v) for every element line of the file: row, column (both in 1..nlev) and a
-// finite value; blank lines are skipped, anything else stops naming the file and the line.
+// What a line of the file holds: an element (row, column, both in 1..nlev, and a finite value),
+// nothing, or something else. f: the caller's room for the fields, kept from line to line.
+enum class line_kind { element, blank, unreadable, outside };
+using fields = std::array<std::string_view, 3>;
+
+[[gnu::always_inline]] inline line_kind parse_element(std::string_view line, int nlev, fields& f, std::int32_t& i,
+                                                     std::int32_t& j, double& v) {
+  const std::size_t k = split_fields(line, f);
+  if (k == 0) return line_kind::blank;
+  if (k < 3 || !parse_int(f[0], i) || !parse_int(f[1], j) || !parse_real(f[2], v) || !std::isfinite(v))
+    return line_kind::unreadable;
+  return i < 1 || j < 1 || i > nlev || j > nlev ? line_kind::outside : line_kind::element;
+}
+
+[[noreturn]] void stop_at_line(const std::string& path, std::int64_t line_no, std::string_view line, line_kind kind,
+                               int nlev) {
+  const std::string where = at_line(path, line_no);
+  if (kind == line_kind::outside)
+    fatal({"Index outside the levels 1.." + num(nlev) + " of the animal effect: " + where, "  " + excerpt(line)});
+  fatal({"Cannot read row, column and value of the inverse relationship matrix: " + where, "  " + excerpt(line)});
+}
+
+// Calls add(i, j, v) for every element line of the file; blank lines are skipped, anything else
+// stops naming the file and the line.
 template <class F>
 void for_each_element(const std::string& path, int nlev, F&& add) {
   line_reader in(path);
   std::string_view line;
-  std::array<std::string_view, 3> f;
+  fields f;
   while (in.next(line)) {
-    std::size_t k = split_fields(line, f);
-    if (k == 0) continue;
     std::int32_t i = 0, j = 0;
     double v = 0;
-    if (k < 3 || !parse_int(f[0], i) || !parse_int(f[1], j) || !parse_real(f[2], v) || !std::isfinite(v))
-      fatal({"Cannot read row, column and value of the inverse relationship matrix: " + at_line(path, in.line_number()),
-             "  " + excerpt(line)});
-    if (i < 1 || j < 1 || i > nlev || j > nlev)
-      fatal({"Index outside the levels 1.." + num(nlev) + " of the animal effect: " + at_line(path, in.line_number()),
-             "  " + excerpt(line)});
+    const line_kind kind = parse_element(line, nlev, f, i, j, v);
+    if (kind == line_kind::blank) continue;
+    if (kind != line_kind::element) stop_at_line(path, in.line_number(), line, kind, nlev);
     add(i, j, v);
+  }
+}
+
+// The elements of a run of whole lines, parsed by one thread: kept as they come (row <= column),
+// and the first line that is not an element, by its number within the run.
+struct parsed_lines {
+  std::vector<std::int32_t> rows, cols;
+  std::vector<double> vals;
+  std::int64_t lines = 0;
+  std::int64_t bad_line = 0;  // 0: none
+  line_kind bad_kind = line_kind::element;
+  std::string bad_text;
+};
+
+void parse_lines(std::string_view text, int nlev, parsed_lines& out) {
+  out.rows.clear();
+  out.cols.clear();
+  out.vals.clear();
+  out.lines = 0;
+  out.bad_line = 0;
+  fields f;
+  while (!text.empty()) {
+    const std::size_t nl = text.find('\n');
+    std::string_view line = text.substr(0, nl);
+    text.remove_prefix(nl == std::string_view::npos ? text.size() : nl + 1);
+    ++out.lines;
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    std::int32_t i = 0, j = 0;
+    double v = 0;
+    const line_kind kind = parse_element(line, nlev, f, i, j, v);
+    if (kind == line_kind::blank) continue;
+    if (kind != line_kind::element) {
+      out.bad_line = out.lines;
+      out.bad_kind = kind;
+      out.bad_text = std::string(line);
+      return;
+    }
+    out.rows.push_back(std::min(i, j));
+    out.cols.push_back(std::max(i, j));
+    out.vals.push_back(v);
   }
 }
 
@@ -68,46 +125,6 @@ std::int64_t count_hinverse_elements(const std::string& path, int nlev) {
   return n;
 }
 
-namespace {
-
-// The elements of a run of whole lines, parsed by one thread: kept as they come (row <= column),
-// and where a line cannot be taken, its number within the run and what is wrong with it.
-struct parsed_lines {
-  std::vector<std::int32_t> rows, cols;
-  std::vector<double> vals;
-  std::int64_t lines = 0;
-  std::int64_t bad_line = 0;  // 0: none
-  bool bad_index = false;     // the line reads, but an index is outside 1..nlev
-  std::string bad_text;
-};
-
-void parse_lines(std::string_view text, int nlev, parsed_lines& out) {
-  std::array<std::string_view, 3> f;
-  while (!text.empty()) {
-    const std::size_t nl = text.find('\n');
-    std::string_view line = text.substr(0, nl);
-    text.remove_prefix(nl == std::string_view::npos ? text.size() : nl + 1);
-    ++out.lines;
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    const std::size_t k = split_fields(line, f);
-    if (k == 0) continue;
-    std::int32_t i = 0, j = 0;
-    double v = 0;
-    const bool read = k >= 3 && parse_int(f[0], i) && parse_int(f[1], j) && parse_real(f[2], v) && std::isfinite(v);
-    if (!read || i < 1 || j < 1 || i > nlev || j > nlev) {
-      out.bad_line = out.lines;
-      out.bad_index = read;
-      out.bad_text = std::string(line);
-      return;
-    }
-    out.rows.push_back(std::min(i, j));
-    out.cols.push_back(std::max(i, j));
-    out.vals.push_back(v);
-  }
-}
-
-}  // namespace
-
 sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev, int threads) {
   check_exists(path);
   // The lines as they come (row <= column). Reserved by the file's size so that the vectors
@@ -126,7 +143,8 @@ sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev, int t
   }
   const int parts = std::max(1, threads);
   std::vector<parsed_lines> piece(static_cast<std::size_t>(parts));
-  line_reader in(path, false, ec ? 0 : std::clamp<std::size_t>(static_cast<std::size_t>(bytes) + 1, 4096, std::size_t{16} << 20));
+  const std::size_t buffer = ec ? 0 : std::clamp<std::size_t>(static_cast<std::size_t>(bytes) + 1, 4096, 16 << 20);
+  line_reader in(path, false, buffer);
   std::string_view block;
   std::int64_t lines_before = 0;
   while (in.next_block(block)) {
@@ -142,24 +160,10 @@ sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev, int t
       block.remove_prefix(at);
     }
 #pragma omp parallel for num_threads(parts) schedule(static, 1) if (parts > 1)
-    for (int p = 0; p < parts; ++p) {
-      parsed_lines& out = piece[static_cast<std::size_t>(p)];
-      out.rows.clear();
-      out.cols.clear();
-      out.vals.clear();
-      out.lines = 0;
-      out.bad_line = 0;
-      parse_lines(cut[static_cast<std::size_t>(p)], nlev, out);
-    }
+    for (int p = 0; p < parts; ++p)
+      parse_lines(cut[static_cast<std::size_t>(p)], nlev, piece[static_cast<std::size_t>(p)]);
     for (const parsed_lines& out : piece) {
-      if (out.bad_line > 0) {
-        const std::string where = at_line(path, lines_before + out.bad_line);
-        if (out.bad_index)
-          fatal({"Index outside the levels 1.." + num(nlev) + " of the animal effect: " + where,
-                 "  " + excerpt(out.bad_text)});
-        fatal({"Cannot read row, column and value of the inverse relationship matrix: " + where,
-               "  " + excerpt(out.bad_text)});
-      }
+      if (out.bad_line > 0) stop_at_line(path, lines_before + out.bad_line, out.bad_text, out.bad_kind, nlev);
       rows.insert(rows.end(), out.rows.begin(), out.rows.end());
       cols.insert(cols.end(), out.cols.begin(), out.cols.end());
       vals.insert(vals.end(), out.vals.begin(), out.vals.end());
