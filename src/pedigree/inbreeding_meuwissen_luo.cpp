@@ -14,58 +14,43 @@ namespace {
 // bitmap over the positions with one summary bit per word of it. Every position added is smaller
 // than the last one handed out (parents precede progeny), so the search for the next one only
 // moves down; the bitmap of a 10^6-animal pedigree is 125 kB and stays in cache, where a heap
-// of positions would be searched on every visit.
+// of positions would be searched on every visit. A position may be marked again while in the
+// list (nothing changes), and a traversal marks position 0 first as its end: 0 is below every
+// animal, so it comes out last and no count is kept.
 class youngest_first {
  public:
   void reset(index_t n) {
     bits_.assign(static_cast<std::size_t>(n) / 64 + 1, 0);
     summary_.assign(bits_.size() / 64 + 1, 0);
   }
-  bool empty() const { return size_ == 0; }
-  void push(index_t p) {
-    const std::size_t w = static_cast<std::size_t>(p) >> 6, s = w >> 6;
-    bits_[w] |= std::uint64_t{1} << (p & 63);
-    summary_[s] |= std::uint64_t{1} << (w & 63);
-    top_ = std::max(top_, s);
-    ++size_;
-  }
-  // Without a count: p may be in the list already. For a traversal that marks position 0
-  // first as its end (0 is below every animal, so it comes out last).
   void mark(index_t p) {
     const std::size_t w = static_cast<std::size_t>(p) >> 6, s = w >> 6;
     bits_[w] |= std::uint64_t{1} << (p & 63);
     summary_[s] |= std::uint64_t{1} << (w & 63);
     top_ = std::max(top_, s);
   }
-  index_t pop_marked() {  // position 0 must be marked
+  index_t peek() const { return position(top_word()); }  // the next pop
+  index_t pop() {
     while (summary_[top_] == 0) --top_;
-    const std::size_t w = (top_ << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[top_]));
+    const std::size_t w = top_word();
     const int bit = 63 - __builtin_clzll(bits_[w]);
     bits_[w] &= ~(std::uint64_t{1} << bit);
-    summary_[top_] &= ~(std::uint64_t{bits_[w] == 0} << (w & 63));
-    return static_cast<index_t>((w << 6) + static_cast<std::size_t>(bit));
-  }
-  index_t peek_marked() const {  // what pop_marked hands out next; position 0 must be marked
-    std::size_t t = top_;
-    while (summary_[t] == 0) --t;
-    const std::size_t w = (t << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[t]));
-    return static_cast<index_t>((w << 6) + static_cast<std::size_t>(63 - __builtin_clzll(bits_[w])));
-  }
-  index_t pop() {  // the list must not be empty
-    while (summary_[top_] == 0) --top_;
-    const std::size_t w = (top_ << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[top_]));
-    const int bit = 63 - __builtin_clzll(bits_[w]);
-    bits_[w] &= ~(std::uint64_t{1} << bit);
-    if (bits_[w] == 0) summary_[top_] &= ~(std::uint64_t{1} << (w & 63));
-    --size_;
+    summary_[w >> 6] &= ~(std::uint64_t{bits_[w] == 0} << (w & 63));
     return static_cast<index_t>((w << 6) + static_cast<std::size_t>(bit));
   }
 
  private:
+  std::size_t top_word() const {  // the highest non-zero word of bits_ (position 0 is marked)
+    std::size_t t = top_;
+    while (summary_[t] == 0) --t;
+    return (t << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[t]));
+  }
+  index_t position(std::size_t w) const {
+    return static_cast<index_t>((w << 6) + static_cast<std::size_t>(63 - __builtin_clzll(bits_[w])));
+  }
   std::vector<std::uint64_t> bits_;     // bit p: position p is in the list
   std::vector<std::uint64_t> summary_;  // bit w: word w of bits_ is not zero
   std::size_t top_ = 0;                 // no summary word above this one is non-zero
-  std::size_t size_ = 0;
 };
 
 // What the traversal reads of each ancestor, in one place so that a visit touches one line of
@@ -165,58 +150,21 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     w.list.reset(n);
   }
 
+  // An ancestor is marked in the list at every fraction it receives, and unknown parents (0, or
+  // a group above n without metafounders) fall on position 0, which ends the list: fewer
+  // branches to mispredict than a test of each fraction.
   auto row = [&](workspace& w, index_t i) {
     auto add = [&](index_t p, double v) __attribute__((always_inline)) {
-      if (p == 0) return;
-      if (p > n) {
+      if (mf && p > n) {
         const std::size_t k = static_cast<std::size_t>(p - n);
         if (w.t[k] == 0.0) w.t_used.push_back(p - n);
         w.t[k] += v;
         return;
       }
-      double& l = w.lrow[static_cast<std::size_t>(p)];
-      if (l == 0.0) {
-        w.list.push(p);
-        // The ancestor is visited later: its parents and D are read then.
-        __builtin_prefetch(&nodes[static_cast<std::size_t>(p)]);
-      }
-      l += v;
-    };
-    const node& me = nodes[static_cast<std::size_t>(i)];
-    double sum = me.d;
-    add(me.sire, 0.5);
-    add(me.dam, 0.5);
-    while (!w.list.empty()) {
-      const index_t j = w.list.pop();
-      double& lj = w.lrow[static_cast<std::size_t>(j)];
-      const double l = lj;
-      lj = 0.0;
-      const node& nj = nodes[static_cast<std::size_t>(j)];
-      sum += l * l * nj.d;
-      add(nj.sire, 0.5 * l);
-      add(nj.dam, 0.5 * l);
-    }
-    if (mf && !w.t_used.empty()) {
-      double q = 0.0;
-      for (index_t a : w.t_used)
-        for (index_t b : w.t_used)
-          q += w.t[static_cast<std::size_t>(a)] * w.t[static_cast<std::size_t>(b)] * groups.gamma_at(a, b);
-      sum += q;
-      for (index_t a : w.t_used) w.t[static_cast<std::size_t>(a)] = 0.0;
-      w.t_used.clear();
-    }
-    return sum - 1.0;
-  };
-
-  // The same row without metafounders, with fewer branches to mispredict: unknown parents
-  // (0, or a group above n) fall on position 0, which ends the list, and an ancestor is marked
-  // in the list at every fraction it receives (marking twice changes nothing). The fractions
-  // are summed in the same order as above.
-  auto row_plain = [&](workspace& w, index_t i) {
-    auto add = [&](index_t p, double v) __attribute__((always_inline)) {
       const index_t q = p > n ? 0 : p;
       w.lrow[static_cast<std::size_t>(q)] += v;
       w.list.mark(q);
+      // The ancestor is visited later: its parents and D are read then.
       __builtin_prefetch(&nodes[static_cast<std::size_t>(q)]);
     };
     const node& me = nodes[static_cast<std::size_t>(i)];
@@ -224,9 +172,9 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     w.list.mark(0);
     add(me.sire, 0.5);
     add(me.dam, 0.5);
-    for (index_t j; (j = w.list.pop_marked()) != 0;) {
+    for (index_t j; (j = w.list.pop()) != 0;) {
       {  // the fractions of the next ancestor's parents are read one visit from now
-        const node& nk = nodes[static_cast<std::size_t>(w.list.peek_marked())];
+        const node& nk = nodes[static_cast<std::size_t>(w.list.peek())];
         __builtin_prefetch(&w.lrow[static_cast<std::size_t>(nk.sire > n ? 0 : nk.sire)]);
         __builtin_prefetch(&w.lrow[static_cast<std::size_t>(nk.dam > n ? 0 : nk.dam)]);
       }
@@ -239,6 +187,15 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
       add(nj.dam, 0.5 * l);
     }
     w.lrow[0] = 0.0;
+    if (mf && !w.t_used.empty()) {
+      double q = 0.0;
+      for (index_t a : w.t_used)
+        for (index_t b : w.t_used)
+          q += w.t[static_cast<std::size_t>(a)] * w.t[static_cast<std::size_t>(b)] * groups.gamma_at(a, b);
+      sum += q;
+      for (index_t a : w.t_used) w.t[static_cast<std::size_t>(a)] = 0.0;
+      w.t_used.clear();
+    }
     return sum - 1.0;
   };
 
@@ -257,9 +214,8 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
         f[static_cast<std::size_t>(i)] = 0.5 * gamma_of(groups, n, pi.sire, pi.dam);
         continue;
       }
-      workspace& w = work[static_cast<std::size_t>(omp_get_thread_num())];
-      const index_t ai = at[static_cast<std::size_t>(i)];
-      f[static_cast<std::size_t>(i)] = mf ? row(w, ai) : row_plain(w, ai);
+      f[static_cast<std::size_t>(i)] =
+          row(work[static_cast<std::size_t>(omp_get_thread_num())], at[static_cast<std::size_t>(i)]);
     }
     // A full sib has the same path length as the animal before it, so that one is done.
     for (std::size_t k = lo; k < hi; ++k) {
