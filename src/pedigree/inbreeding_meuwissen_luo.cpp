@@ -10,13 +10,13 @@
 namespace ventrel::pedigree::detail {
 namespace {
 
-// The list of ancestors still to visit, handing out the youngest (largest position) first: a
-// bitmap over the positions with one summary bit per word of it. Every position added is smaller
-// than the last one handed out (parents precede progeny), so the search for the next one only
-// moves down; the bitmap of a 10^6-animal pedigree is 125 kB and stays in cache, where a heap
-// of positions would be searched on every visit. A position may be marked again while in the
-// list (nothing changes), and a traversal marks position 0 first as its end: 0 is below every
-// animal, so it comes out last and no count is kept.
+// The list of ancestors still to visit, the youngest (largest position) on top: a bitmap over
+// the positions with one summary bit per word of it. Every position added is smaller than the
+// last one taken off (parents precede progeny), so the search for the top only moves down; the
+// bitmap of a 10^6-animal pedigree is 125 kB and stays in cache, where a heap of positions would
+// be searched on every visit. A position may be marked again while in the list (nothing
+// changes), and a traversal marks position 0 first as its end: 0 is below every animal, so it
+// comes out last and no count is kept.
 class youngest_first {
  public:
   void reset(index_t n) {
@@ -29,25 +29,18 @@ class youngest_first {
     summary_[s] |= std::uint64_t{1} << (w & 63);
     top_ = std::max(top_, s);
   }
-  index_t peek() const { return position(top_word()); }  // the next pop
-  index_t pop() {
-    while (summary_[top_] == 0) --top_;
-    const std::size_t w = top_word();
-    const int bit = 63 - __builtin_clzll(bits_[w]);
-    bits_[w] &= ~(std::uint64_t{1} << bit);
+  void remove(index_t p) {
+    const std::size_t w = static_cast<std::size_t>(p) >> 6;
+    bits_[w] &= ~(std::uint64_t{1} << (p & 63));
     summary_[w >> 6] &= ~(std::uint64_t{bits_[w] == 0} << (w & 63));
-    return static_cast<index_t>((w << 6) + static_cast<std::size_t>(bit));
+  }
+  index_t top() {  // the largest position in the list (position 0 is marked)
+    while (summary_[top_] == 0) --top_;
+    const std::size_t w = (top_ << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[top_]));
+    return static_cast<index_t>((w << 6) + static_cast<std::size_t>(63 - __builtin_clzll(bits_[w])));
   }
 
  private:
-  std::size_t top_word() const {  // the highest non-zero word of bits_ (position 0 is marked)
-    std::size_t t = top_;
-    while (summary_[t] == 0) --t;
-    return (t << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[t]));
-  }
-  index_t position(std::size_t w) const {
-    return static_cast<index_t>((w << 6) + static_cast<std::size_t>(63 - __builtin_clzll(bits_[w])));
-  }
   std::vector<std::uint64_t> bits_;     // bit p: position p is in the list
   std::vector<std::uint64_t> summary_;  // bit w: word w of bits_ is not zero
   std::size_t top_ = 0;                 // no summary word above this one is non-zero
@@ -152,29 +145,33 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
 
   // An ancestor is marked in the list at every fraction it receives, and unknown parents (0, or
   // a group above n without metafounders) fall on position 0, which ends the list: fewer
-  // branches to mispredict than a test of each fraction.
+  // branches to mispredict than a test of each fraction. The list is searched once a visit: the
+  // top left after taking an ancestor off, found before its parents are marked, is the next one
+  // unless a parent is younger, and the fractions of its parents are fetched meanwhile.
   auto row = [&](workspace& w, index_t i) {
-    auto add = [&](index_t p, double v) __attribute__((always_inline)) {
+    auto add = [&](index_t p, double v) __attribute__((always_inline)) -> index_t {
       if (mf && p > n) {
         const std::size_t k = static_cast<std::size_t>(p - n);
         if (w.t[k] == 0.0) w.t_used.push_back(p - n);
         w.t[k] += v;
-        return;
+        return 0;
       }
       const index_t q = p > n ? 0 : p;
       w.lrow[static_cast<std::size_t>(q)] += v;
       w.list.mark(q);
       // The ancestor is visited later: its parents and D are read then.
       __builtin_prefetch(&nodes[static_cast<std::size_t>(q)]);
+      return q;
     };
     const node& me = nodes[static_cast<std::size_t>(i)];
     double sum = me.d;
     w.list.mark(0);
-    add(me.sire, 0.5);
-    add(me.dam, 0.5);
-    for (index_t j; (j = w.list.pop()) != 0;) {
-      {  // the fractions of the next ancestor's parents are read one visit from now
-        const node& nk = nodes[static_cast<std::size_t>(w.list.peek())];
+    index_t j = std::max(add(me.sire, 0.5), add(me.dam, 0.5));
+    while (j != 0) {
+      w.list.remove(j);
+      const index_t after = w.list.top();
+      {
+        const node& nk = nodes[static_cast<std::size_t>(after)];
         __builtin_prefetch(&w.lrow[static_cast<std::size_t>(nk.sire > n ? 0 : nk.sire)]);
         __builtin_prefetch(&w.lrow[static_cast<std::size_t>(nk.dam > n ? 0 : nk.dam)]);
       }
@@ -183,9 +180,10 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
       lj = 0.0;
       const node& nj = nodes[static_cast<std::size_t>(j)];
       sum += l * l * nj.d;
-      add(nj.sire, 0.5 * l);
-      add(nj.dam, 0.5 * l);
+      const index_t qs = add(nj.sire, 0.5 * l), qd = add(nj.dam, 0.5 * l);
+      j = std::max(after, std::max(qs, qd));
     }
+    w.list.remove(0);
     w.lrow[0] = 0.0;
     if (mf && !w.t_used.empty()) {
       double q = 0.0;
