@@ -12,11 +12,12 @@ namespace {
 
 // The list of ancestors still to visit, the youngest (largest position) on top: a bitmap over
 // the positions with one summary bit per word of it. Every position added is smaller than the
-// last one taken off (parents precede progeny), so the search for the top only moves down; the
-// bitmap of a 10^6-animal pedigree is 125 kB and stays in cache, where a heap of positions would
-// be searched on every visit. A position may be marked again while in the list (nothing
-// changes), and a traversal marks position 0 first as its end: 0 is below every animal, so it
-// comes out last and no count is kept.
+// last one taken off (parents precede progeny), so the search for the next one starts at that
+// one's summary word and only moves down, with no state kept between visits; the bitmap of a
+// 10^6-animal pedigree is 125 kB and stays in cache, where a heap of positions would be searched
+// on every visit. A position may be marked again while in the list (nothing changes), and a
+// traversal marks position 0 first as its end: 0 is below every animal, so it comes out last
+// and no count is kept.
 class youngest_first {
  public:
   void reset(index_t n) {
@@ -24,26 +25,27 @@ class youngest_first {
     summary_.assign(bits_.size() / 64 + 1, 0);
   }
   void mark(index_t p) {
-    const std::size_t w = static_cast<std::size_t>(p) >> 6, s = w >> 6;
+    const std::size_t w = static_cast<std::size_t>(p) >> 6;
     bits_[w] |= std::uint64_t{1} << (p & 63);
-    summary_[s] |= std::uint64_t{1} << (w & 63);
-    top_ = std::max(top_, s);
+    summary_[w >> 6] |= std::uint64_t{1} << (w & 63);
   }
   void remove(index_t p) {
     const std::size_t w = static_cast<std::size_t>(p) >> 6;
     bits_[w] &= ~(std::uint64_t{1} << (p & 63));
     summary_[w >> 6] &= ~(std::uint64_t{bits_[w] == 0} << (w & 63));
   }
-  index_t top() {  // the largest position in the list (position 0 is marked)
-    while (summary_[top_] == 0) --top_;
-    const std::size_t w = (top_ << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[top_]));
+  // The largest position in the list when none is above the summary word of `from` (position 0
+  // is marked, so there is one).
+  index_t largest(index_t from) const {
+    std::size_t s = static_cast<std::size_t>(from) >> 12;
+    while (summary_[s] == 0) --s;
+    const std::size_t w = (s << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[s]));
     return static_cast<index_t>((w << 6) + static_cast<std::size_t>(63 - __builtin_clzll(bits_[w])));
   }
 
  private:
   std::vector<std::uint64_t> bits_;     // bit p: position p is in the list
   std::vector<std::uint64_t> summary_;  // bit w: word w of bits_ is not zero
-  std::size_t top_ = 0;                 // no summary word above this one is non-zero
 };
 
 // What the traversal reads of each ancestor, in one place so that a visit touches one line of
@@ -169,7 +171,7 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     index_t j = std::max(add(me.sire, 0.5), add(me.dam, 0.5));
     while (j != 0) {
       w.list.remove(j);
-      const index_t after = w.list.top();
+      const index_t after = w.list.largest(j);
       {
         const node& nk = nodes[static_cast<std::size_t>(after)];
         __builtin_prefetch(&w.lrow[static_cast<std::size_t>(GROUPS && nk.sire > n ? 0 : nk.sire)]);
