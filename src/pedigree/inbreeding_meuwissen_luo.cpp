@@ -134,8 +134,11 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   order = {};
   auto moved = [&](index_t p) { return p >= 1 && p <= n ? at[static_cast<std::size_t>(p)] : p; };
   std::vector<node> nodes(un + 1);
-  for (std::size_t i = 1; i <= un; ++i)
+  bool codes_above_n = false;  // groups, or codes that count as unknown parents
+  for (std::size_t i = 1; i <= un; ++i) {
     nodes[static_cast<std::size_t>(at[i])] = {moved(ped[i].sire), moved(ped[i].dam), 0.0};
+    codes_above_n = codes_above_n || ped[i].sire > n || ped[i].dam > n;
+  }
 
   const int threads = std::max(1, nthreads);
   std::vector<workspace> work(static_cast<std::size_t>(threads));
@@ -199,10 +202,10 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     return sum - 1.0;
   };
   // The row compiled for each kind of pedigree, so that a visit tests nothing it need not:
-  // with metafounders, with groups as unknown parents, without groups (6% of the time).
+  // with metafounders, with groups as unknown parents, with no parent above n (6% of the time).
   auto row_of = [&](workspace& w, index_t i) {
     if (mf) return row.template operator()<true, true>(w, i);
-    if (groups.nupg > 0) return row.template operator()<false, true>(w, i);
+    if (codes_above_n) return row.template operator()<false, true>(w, i);
     return row.template operator()<false, false>(w, i);
   };
 
