@@ -171,7 +171,8 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     const node& me = nodes[static_cast<std::size_t>(i)];
     double sum = me.d;
     w.list.mark(0);
-    index_t j = std::max(add(me.sire, 0.5), add(me.dam, 0.5));
+    const index_t ms = add(me.sire, 0.5), md = add(me.dam, 0.5);  // in this order, as in the loop
+    index_t j = std::max(ms, md);
     while (j != 0) {
       w.list.remove(j);
       const index_t after = w.list.largest(j);
