@@ -10,57 +10,24 @@
 namespace ventrel::pedigree::detail {
 namespace {
 
-// The list of ancestors still to visit, the youngest (largest position) on top: a bitmap over
-// the positions with one summary bit per word of it. Every position added is smaller than the
-// last one taken off (parents precede progeny), so the search for the next one starts at that
-// one's summary word and only moves down, with no state kept between visits; the bitmap of a
-// 10^6-animal pedigree is 125 kB and stays in cache, where a heap of positions would be searched
-// on every visit. A position may be marked again while in the list (nothing changes), and a
-// traversal marks position 0 first as its end: 0 is below every animal, so it comes out last
-// and no count is kept.
-class youngest_first {
- public:
-  void reset(index_t n) {
-    bits_.assign(static_cast<std::size_t>(n) / 64 + 1, 0);
-    summary_.assign(bits_.size() / 64 + 1, 0);
-  }
-  void mark(index_t p) {
-    const std::size_t w = static_cast<std::size_t>(p) >> 6;
-    bits_[w] |= std::uint64_t{1} << (p & 63);
-    summary_[w >> 6] |= std::uint64_t{1} << (w & 63);
-  }
-  void remove(index_t p) {
-    const std::size_t w = static_cast<std::size_t>(p) >> 6;
-    bits_[w] &= ~(std::uint64_t{1} << (p & 63));
-    summary_[w >> 6] &= ~(std::uint64_t{bits_[w] == 0} << (w & 63));
-  }
-  // The largest position in the list when none is above the summary word of `from` (position 0
-  // is marked, so there is one).
-  index_t largest(index_t from) const {
-    std::size_t s = static_cast<std::size_t>(from) >> 12;
-    while (summary_[s] == 0) --s;
-    const std::size_t w = (s << 6) + static_cast<std::size_t>(63 - __builtin_clzll(summary_[s]));
-    return static_cast<index_t>((w << 6) + static_cast<std::size_t>(63 - __builtin_clzll(bits_[w])));
-  }
-
- private:
-  std::vector<std::uint64_t> bits_;     // bit p: position p is in the list
-  std::vector<std::uint64_t> summary_;  // bit w: word w of bits_ is not zero
-};
-
 // What the traversal reads of each ancestor, in one place so that a visit touches one line of
-// memory: its parents and its within-family variance D.
+// memory: its parents, the path lengths that file them, and its within-family variance D.
 struct node {
   index_t sire = 0;
   index_t dam = 0;
+  index_t sire_length = 0;  // longest ancestral path of the sire, 0 for an unknown parent
+  index_t dam_length = 0;
   double d = 0.0;
 };
 
-// One thread's workspace: the fractions of the ancestors in the list (0 = not in it), the list,
-// and the fractions of genes from each metafounder.
+// One thread's workspace: the fractions of the ancestors still to visit (0 = none yet); those
+// ancestors, filed by path length in `slots`, where length g owns the stretch from `first[g]`
+// (one place more than there are animals of that length) and `top[g]` is the end of what is
+// filed; and the fractions of genes from each metafounder.
 struct workspace {
   std::vector<double> lrow;
-  youngest_first list;
+  std::vector<index_t> slots;
+  std::vector<index_t*> top;
   std::vector<double> t;
   std::vector<index_t> t_used;
 };
@@ -69,9 +36,12 @@ struct workspace {
 
 // Meuwissen and Luo (1992). Row i of L (A = L D L', L lower triangular with unit diagonal) holds
 // the fractions of genes that animal i has from each ancestor; F(i) = sum_j L(i,j)^2 D(j) - 1.
-// The row is built by visiting the ancestors from the youngest down: the youngest ancestor in
-// the list (largest position) has its fraction complete, adds
-// L(i,j)^2 D(j) and passes half its fraction to each of its parents. D(i) = 1 - (a(s) + a(d))/4
+// The row is built by visiting the ancestors from the youngest down: an ancestor whose
+// descendants in the ancestry have all been visited has its fraction complete, adds
+// L(i,j)^2 D(j) and passes half its fraction to each of its parents. Every descendant of an
+// ancestor has a longer ancestral path than it, so the ancestors are visited by path length, the
+// longest first, and within one length in the order they were reached: the published list of
+// ancestors in an order as good as its own, kept with no search. D(i) = 1 - (a(s) + a(d))/4
 // with a = 1 + F for an animal parent, 0 for an unknown one. An animal with the same parents as
 // the previous one (a full sib) takes its coefficient.
 // Metafounders enter as ancestors that are not traced further: with t(k) the fraction of genes
@@ -113,7 +83,6 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
     std::vector<std::size_t> next(start.begin(), start.end() - 1);
     for (std::size_t i = 1; i <= un; ++i) by_lap[next[static_cast<std::size_t>(lap[i])]++] = static_cast<index_t>(i);
   }
-  lap = {};
 
   // The traversal works on positions of its own: by path length, and within one length the
   // animals with most progeny first. Parents still precede progeny, and the sires that stand in
@@ -133,10 +102,17 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   for (std::size_t k = 0; k < un; ++k) at[static_cast<std::size_t>(order[k])] = static_cast<index_t>(k + 1);
   order = {};
   auto moved = [&](index_t p) { return p >= 1 && p <= n ? at[static_cast<std::size_t>(p)] : p; };
+  // Where each path length's stretch of a workspace's slots begins: one place for the unknown
+  // parent (length 0) and the animals of each length, each stretch one place longer, as a
+  // filing writes one place past the end of what it has filed whether it keeps it or not.
+  std::vector<std::size_t> first(static_cast<std::size_t>(max_lap) + 1, 0);
+  for (std::size_t g = 1; g <= static_cast<std::size_t>(max_lap); ++g) first[g] = start[g] + g + 1;
   std::vector<node> nodes(un + 1);
   bool codes_above_n = false;  // groups, or codes that count as unknown parents
   for (std::size_t i = 1; i <= un; ++i) {
-    nodes[static_cast<std::size_t>(at[i])] = {moved(ped[i].sire), moved(ped[i].dam), 0.0};
+    auto length = [&](index_t p) { return p >= 1 && p <= n ? lap[static_cast<std::size_t>(p)] : 0; };
+    nodes[static_cast<std::size_t>(at[i])] = {moved(ped[i].sire), moved(ped[i].dam), length(ped[i].sire),
+                                              length(ped[i].dam), 0.0};
     codes_above_n = codes_above_n || ped[i].sire > n || ped[i].dam > n;
   }
 
@@ -145,52 +121,60 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   for (workspace& w : work) {
     w.lrow.assign(un + 1, 0.0);
     w.t.assign(static_cast<std::size_t>(groups.nupg) + 1, 0.0);
-    w.list.reset(n);
+    w.slots.assign(un + static_cast<std::size_t>(max_lap) + 2, 0);
+    w.top.resize(first.size());
+    for (std::size_t g = 0; g < first.size(); ++g) w.top[g] = w.slots.data() + first[g];
   }
 
-  // An ancestor is marked in the list at every fraction it receives, and unknown parents (0, or
-  // a group above n without metafounders) fall on position 0, which ends the list: fewer
-  // branches to mispredict than a test of each fraction. The list is searched once a visit: the
-  // top left after taking an ancestor off, found before its parents are marked, is the next one
-  // unless a parent is younger, and the fractions of its parents are fetched meanwhile.
-  auto row = [&]<bool MF, bool GROUPS>(workspace& w, index_t i) {
-    auto add = [&](index_t p, double v) __attribute__((always_inline)) -> index_t {
+  // An ancestor is filed at every fraction it receives, in the place after the last one of its
+  // path length, but that place is kept only at its first fraction: no branch to mispredict.
+  // Unknown parents (0, or a group above n without metafounders) fall on position 0, of length
+  // 0, which is never visited. The ancestors of one length are known before the first of them is
+  // visited, so their nodes, and the fractions of their parents, are fetched a few visits ahead.
+  auto row = [&]<bool MF, bool GROUPS>(workspace& w, index_t i, index_t length) {
+    constexpr std::ptrdiff_t node_ahead = 8, parents_ahead = 4;
+    index_t** const top = w.top.data();
+    double* const lrow = w.lrow.data();
+    auto add = [&](index_t p, index_t g, double v) __attribute__((always_inline)) {
       if (MF && p > n) {
         const std::size_t k = static_cast<std::size_t>(p - n);
         if (w.t[k] == 0.0) w.t_used.push_back(p - n);
         w.t[k] += v;
-        return 0;
+        return;
       }
-      const index_t q = GROUPS && p > n ? 0 : p;
-      w.lrow[static_cast<std::size_t>(q)] += v;
-      w.list.mark(q);
-      // The ancestor is visited later: its parents and D are read then.
-      __builtin_prefetch(&nodes[static_cast<std::size_t>(q)]);
-      return q;
+      const std::size_t q = static_cast<std::size_t>(GROUPS && p > n ? 0 : p);
+      const double before = lrow[q];
+      index_t*& end = top[static_cast<std::size_t>(g)];
+      *end = static_cast<index_t>(q);
+      end += before == 0.0;
+      lrow[q] = before + v;
     };
     const node& me = nodes[static_cast<std::size_t>(i)];
     double sum = me.d;
-    w.list.mark(0);
-    const index_t ms = add(me.sire, 0.5), md = add(me.dam, 0.5);  // in this order, as in the loop
-    index_t j = std::max(ms, md);
-    while (j != 0) {
-      w.list.remove(j);
-      const index_t after = w.list.largest(j);
-      {
-        const node& nk = nodes[static_cast<std::size_t>(after)];
-        __builtin_prefetch(&w.lrow[static_cast<std::size_t>(GROUPS && nk.sire > n ? 0 : nk.sire)]);
-        __builtin_prefetch(&w.lrow[static_cast<std::size_t>(GROUPS && nk.dam > n ? 0 : nk.dam)]);
+    add(me.sire, me.sire_length, 0.5);
+    add(me.dam, me.dam_length, 0.5);
+    for (std::size_t g = static_cast<std::size_t>(length) - 1; g >= 1; --g) {
+      index_t* const begin = w.slots.data() + first[g];
+      const index_t* const end = top[g];  // parents have shorter paths: nothing is filed here now
+      for (const index_t* k = begin; k < end; ++k) {
+        if (end - k > node_ahead) __builtin_prefetch(&nodes[static_cast<std::size_t>(k[node_ahead])]);
+        if (end - k > parents_ahead) {
+          const node& ahead = nodes[static_cast<std::size_t>(k[parents_ahead])];
+          __builtin_prefetch(&lrow[static_cast<std::size_t>(GROUPS && ahead.sire > n ? 0 : ahead.sire)]);
+          __builtin_prefetch(&lrow[static_cast<std::size_t>(GROUPS && ahead.dam > n ? 0 : ahead.dam)]);
+        }
+        const std::size_t j = static_cast<std::size_t>(*k);
+        const double l = lrow[j];
+        lrow[j] = 0.0;
+        const node& nj = nodes[j];
+        sum += l * l * nj.d;
+        add(nj.sire, nj.sire_length, 0.5 * l);
+        add(nj.dam, nj.dam_length, 0.5 * l);
       }
-      double& lj = w.lrow[static_cast<std::size_t>(j)];
-      const double l = lj;
-      lj = 0.0;
-      const node& nj = nodes[static_cast<std::size_t>(j)];
-      sum += l * l * nj.d;
-      const index_t qs = add(nj.sire, 0.5 * l), qd = add(nj.dam, 0.5 * l);
-      j = std::max(after, std::max(qs, qd));
+      top[g] = begin;
     }
-    w.list.remove(0);
-    w.lrow[0] = 0.0;
+    top[0] = w.slots.data();
+    lrow[0] = 0.0;
     if (MF && !w.t_used.empty()) {
       double q = 0.0;
       for (index_t a : w.t_used)
@@ -204,10 +188,10 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   };
   // The row compiled for each kind of pedigree, so that a visit tests nothing it need not:
   // with metafounders, with groups as unknown parents, with no parent above n (6% of the time).
-  auto row_of = [&](workspace& w, index_t i) {
-    if (mf) return row.template operator()<true, true>(w, i);
-    if (codes_above_n) return row.template operator()<false, true>(w, i);
-    return row.template operator()<false, false>(w, i);
+  auto row_of = [&](workspace& w, index_t i, index_t length) {
+    if (mf) return row.template operator()<true, true>(w, i, length);
+    if (codes_above_n) return row.template operator()<false, true>(w, i, length);
+    return row.template operator()<false, false>(w, i, length);
   };
 
   progress shown("inbreeding (Meuwissen and Luo)", n);
@@ -226,7 +210,8 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
         continue;
       }
       f[static_cast<std::size_t>(i)] =
-          row_of(work[static_cast<std::size_t>(omp_get_thread_num())], at[static_cast<std::size_t>(i)]);
+          row_of(work[static_cast<std::size_t>(omp_get_thread_num())], at[static_cast<std::size_t>(i)],
+                 lap[static_cast<std::size_t>(i)]);
     }
     // A full sib has the same path length as the animal before it, so that one is done.
     for (std::size_t k = lo; k < hi; ++k) {
