@@ -61,6 +61,7 @@ struct inbreeding_forecast {
   double hybrid_rows = 0.0;            // rows of the column passes of method 6
   double hybrid_visits = 0.0;          // ancestor visits of the matings that method 6 traces
   double meuwissen_luo_seconds = 0.0;  // method 1
+  double sargolzaei_iwaisaki_seconds = 0.0;  // method 2: the same ancestors, on one thread
   double sire_columns_seconds = 0.0;   // method 3
   double hybrid_seconds = 0.0;         // method 6
 };
@@ -71,6 +72,9 @@ inbreeding_forecast forecast_inbreeding(const pedigree_table& sorted, std::int32
 
 // Runs whose chosen method is forecast to take this long or longer may be advised another.
 constexpr double advice_threshold_seconds = 5.0;
+
+// The forecast seconds of a method; 0 for one that has none (8 and 9).
+double forecast_seconds(inbreeding_method method, const inbreeding_forecast& fc);
 
 // The code of a method (1, 3 or 6) forecast to take at most half the time of the chosen one, on
 // a pedigree where the chosen one takes advice_threshold_seconds or more; 0 when there is none.

@@ -12,9 +12,11 @@ namespace {
 using index_t = std::int32_t;
 
 // Seconds per unit of work on one thread of the 2-core benchmark machine (bench/RESULTS.md), from
-// the methods' times on the four pedigree shapes of bench/: one ancestor visit of Meuwissen and
-// Luo, one row of a column pass of Colleau's product (method 3: one column a pass; method 6: two).
-constexpr double visit_seconds = 20e-9;
+// the methods' times on the four pedigree shapes of bench/: one ancestor visit of method 1, one
+// of the tracing in methods 2 and 6, one row of a column pass of Colleau's product (method 3: one
+// column a pass; method 6: two).
+constexpr double visit_seconds = 7e-9;
+constexpr double traced_visit_seconds = 20e-9;
 constexpr double sire_row_seconds = 1.0e-9;
 constexpr double hybrid_row_seconds = 1.2e-9;
 
@@ -120,32 +122,34 @@ inbreeding_forecast forecast_inbreeding(const pedigree_table& ped, std::int32_t 
 
   const double th = std::max(1, threads);
   fc.meuwissen_luo_seconds = fc.traced_visits * visit_seconds / th;
+  fc.sargolzaei_iwaisaki_seconds = fc.traced_visits * traced_visit_seconds;
   fc.sire_columns_seconds = fc.sire_rows * sire_row_seconds;
-  fc.hybrid_seconds = (fc.hybrid_rows * hybrid_row_seconds + fc.hybrid_visits * visit_seconds) / th;
+  fc.hybrid_seconds = (fc.hybrid_rows * hybrid_row_seconds + fc.hybrid_visits * traced_visit_seconds) / th;
   return fc;
 }
 
-int advised_inbreeding_method(inbreeding_method chosen, const inbreeding_forecast& fc) {
-  double own = 0.0;
-  switch (chosen) {
+double forecast_seconds(inbreeding_method method, const inbreeding_forecast& fc) {
+  switch (method) {
     case inbreeding_method::meuwissen_luo:
-    case inbreeding_method::sargolzaei_iwaisaki:  // the same ancestors, one thread
-      own = fc.meuwissen_luo_seconds;
-      break;
+      return fc.meuwissen_luo_seconds;
+    case inbreeding_method::sargolzaei_iwaisaki:
+      return fc.sargolzaei_iwaisaki_seconds;
     case inbreeding_method::modified_colleau:
-      own = fc.sire_columns_seconds;
-      break;
+      return fc.sire_columns_seconds;
     case inbreeding_method::hybrid_parallel:
-      own = fc.hybrid_seconds;
-      break;
+      return fc.hybrid_seconds;
     case inbreeding_method::recursive_tabular:  // tabular: at least the ancestors of every animal
     case inbreeding_method::tier:
     case inbreeding_method::tabular_selfing:
-      own = 10.0 * fc.meuwissen_luo_seconds;
-      break;
+      return 10.0 * fc.sargolzaei_iwaisaki_seconds;
     default:
-      return 0;
+      return 0.0;
   }
+}
+
+int advised_inbreeding_method(inbreeding_method chosen, const inbreeding_forecast& fc) {
+  const double own = forecast_seconds(chosen, fc);
+  if (own == 0.0) return 0;
   struct option {
     int code;
     double seconds;

@@ -23,6 +23,9 @@ TEST(inbreeding_forecast, counts_the_ancestors_and_the_rows_of_the_column_passes
   const inbreeding_forecast two = forecast_inbreeding(ped, 7, 2);
   EXPECT_DOUBLE_EQ(two.meuwissen_luo_seconds, fc.meuwissen_luo_seconds / 2);
   EXPECT_DOUBLE_EQ(two.sire_columns_seconds, fc.sire_columns_seconds);
+  EXPECT_DOUBLE_EQ(two.sargolzaei_iwaisaki_seconds, fc.sargolzaei_iwaisaki_seconds);
+  // Method 2 visits the same ancestors as method 1, more slowly and on one thread.
+  EXPECT_GT(fc.sargolzaei_iwaisaki_seconds, fc.meuwissen_luo_seconds);
 }
 
 TEST(inbreeding_forecast, advice_names_a_method_only_when_it_saves_most_of_a_long_run) {
@@ -30,6 +33,7 @@ TEST(inbreeding_forecast, advice_names_a_method_only_when_it_saves_most_of_a_lon
   auto fc = [](double ml, double sire, double hybrid) {
     inbreeding_forecast f;
     f.meuwissen_luo_seconds = ml;
+    f.sargolzaei_iwaisaki_seconds = 3 * ml;
     f.sire_columns_seconds = sire;
     f.hybrid_seconds = hybrid;
     return f;
@@ -38,6 +42,9 @@ TEST(inbreeding_forecast, advice_names_a_method_only_when_it_saves_most_of_a_lon
   // A deep pedigree of few sires: the columns win.
   EXPECT_EQ(advised_inbreeding_method(m::meuwissen_luo, fc(10 * t, 2 * t, t)), 6);
   EXPECT_EQ(advised_inbreeding_method(m::sargolzaei_iwaisaki, fc(10 * t, t, 2 * t)), 3);
+  // Method 2 traces on one thread: method 1, which shares the work, saves most of a long run.
+  EXPECT_EQ(advised_inbreeding_method(m::sargolzaei_iwaisaki, fc(0.5 * t, 20 * t, 8 * t)), 1);
+  EXPECT_DOUBLE_EQ(forecast_seconds(m::sargolzaei_iwaisaki, fc(t, t, t)), 3 * t);
   // Random mating over many sires: tracing wins, and the column methods are told so.
   EXPECT_EQ(advised_inbreeding_method(m::meuwissen_luo, fc(2 * t, 20 * t, 8 * t)), 0);
   EXPECT_EQ(advised_inbreeding_method(m::hybrid_parallel, fc(2 * t, 20 * t, 8 * t)), 1);
@@ -46,4 +53,6 @@ TEST(inbreeding_forecast, advice_names_a_method_only_when_it_saves_most_of_a_lon
   EXPECT_EQ(advised_inbreeding_method(m::meuwissen_luo, fc(0.9 * t, 0.1, 0.1)), 0);
   // The tabular methods are slower than method 1 on a large pedigree.
   EXPECT_EQ(advised_inbreeding_method(m::recursive_tabular, fc(t, 20 * t, 8 * t)), 1);
+  // Nothing is forecast for reading the coefficients from a file.
+  EXPECT_EQ(advised_inbreeding_method(m::metafounder_file, fc(t, t, t)), 0);
 }
