@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "pedigree/ancestor_trace.hpp"
 #include "pedigree/colleau_block.hpp"
 #include "pedigree/inbreeding_kernels.hpp"
 
@@ -33,13 +34,7 @@ struct plan {
   std::vector<mating> mates;              // grouped by task
   std::vector<std::vector<task>> stages;  // tasks by stage
   index_t max_lap = 0;
-  // What a traced mating reads of each row, in one place so that a visit touches one line of
-  // memory: its parent rows, its LAP and its Mendelian variance (set with sub.d).
-  struct trace_node {
-    index_t sire = 0, dam = 0, lap = 0;
-    double d = 0.0;
-  };
-  std::vector<trace_node> nodes;
+  std::vector<trace_node> nodes;  // what a traced mating reads of each row (d set with sub.d)
 };
 
 std::vector<std::uint32_t> identity(std::size_t size) {
@@ -238,71 +233,41 @@ double self_relationship(const plan& pl, const std::vector<double>& f, index_t r
   return 1.0 + f[static_cast<std::size_t>(pl.position[static_cast<std::size_t>(r)])];
 }
 
-// Meuwissen and Luo's row of L for one progeny of (s, d), with the ancestors in buckets by
-// longest ancestral path; returns A(i,i) - 1 = F of the progeny.
-struct tracer {
-  std::vector<double> l;
-  std::vector<std::vector<index_t>> bucket;
-  std::vector<double> t;  // fractions of genes from the metafounders
-  std::vector<index_t> t_used;
-  explicit tracer(const plan& pl)
-      : l(static_cast<std::size_t>(pl.sub.m) + 1, 0.0),
-        bucket(static_cast<std::size_t>(pl.max_lap) + 1),
-        t(static_cast<std::size_t>(pl.sub.nmf) + 1, 0.0) {}
+// A row's parent as a traced mating reads it (trace_node): a metafounder by its number.
+void trace_parent(const plan& pl, index_t r, std::int32_t& code, std::int32_t& length) {
+  code = r;
+  length = r >= 1 && r <= pl.sub.nmf ? -1 : pl.row_lap[static_cast<std::size_t>(r)];
+}
 
-  double inbreeding(const plan& pl, const std::vector<double>& f, index_t s, index_t d) {
-    const sub_pedigree& sub = pl.sub;
-    auto add = [&](index_t p, double v) __attribute__((always_inline)) {
-      if (p == 0) return;
-      if (p <= sub.nmf) {
-        if (t[static_cast<std::size_t>(p)] == 0.0) t_used.push_back(p);
-        t[static_cast<std::size_t>(p)] += v;
-        return;
-      }
-      double& lp = l[static_cast<std::size_t>(p)];
-      if (lp == 0.0) bucket[static_cast<std::size_t>(pl.nodes[static_cast<std::size_t>(p)].lap)].push_back(p);
-      lp += v;
-    };
-    double sum = mendelian_variance(self_relationship(pl, f, s), self_relationship(pl, f, d));
-    add(s, 0.5);
-    add(d, 0.5);
-    for (std::size_t g = bucket.size(); g-- > 1;) {
-      std::vector<index_t>& b = bucket[g];
-      for (std::size_t k = 0; k < b.size(); ++k) {
-        const index_t j = b[k];
-        const double lj = l[static_cast<std::size_t>(j)];
-        l[static_cast<std::size_t>(j)] = 0.0;
-        const plan::trace_node& nj = pl.nodes[static_cast<std::size_t>(j)];
-        sum += lj * lj * nj.d;
-        add(nj.sire, 0.5 * lj);
-        add(nj.dam, 0.5 * lj);
-      }
-      b.clear();
-    }
-    for (index_t a : t_used)
-      for (index_t b : t_used)
-        sum += t[static_cast<std::size_t>(a)] * t[static_cast<std::size_t>(b)] *
-               sub.gamma[static_cast<std::size_t>(a - 1) +
-                         static_cast<std::size_t>(b - 1) * static_cast<std::size_t>(sub.nmf)];
-    for (index_t a : t_used) t[static_cast<std::size_t>(a)] = 0.0;
-    t_used.clear();
-    return sum - 1.0;
-  }
-};
+// F of a progeny of rows s and d by Meuwissen and Luo.
+template <bool Metafounders>
+double traced_inbreeding(const plan& pl, const std::vector<double>& f, ancestor_trace<Metafounders>& trace,
+                         index_t s, index_t d) {
+  trace_node x;
+  trace_parent(pl, s, x.sire, x.sire_length);
+  trace_parent(pl, d, x.dam, x.dam_length);
+  return trace.inbreeding(mendelian_variance(self_relationship(pl, f, s), self_relationship(pl, f, d)), x.sire,
+                          x.sire_length, x.dam, x.dam_length);
+}
 
 // The stages of a plan run with W columns per pass: within a stage, consecutive column tasks are
 // taken W at a time, traced tasks one at a time, all in parallel.
-template <int W>
+template <int W, bool Metafounders>
 void run_stages(plan& pl, int threads, std::vector<double>& f) {
   pl.nodes.assign(static_cast<std::size_t>(pl.sub.m) + 1, {});
   for (index_t r = pl.sub.nmf + 1; r <= pl.sub.m; ++r) {
     const parents& q = pl.sub.par[static_cast<std::size_t>(r)];
-    pl.nodes[static_cast<std::size_t>(r)] = {q.sire, q.dam, pl.row_lap[static_cast<std::size_t>(r)], 0.0};
+    trace_node& x = pl.nodes[static_cast<std::size_t>(r)];
+    trace_parent(pl, q.sire, x.sire, x.sire_length);
+    trace_parent(pl, q.dam, x.dam, x.dam_length);
   }
   // Rows by LAP, for the Mendelian variances that each stage needs.
   std::vector<std::vector<index_t>> rows_at(static_cast<std::size_t>(pl.max_lap) + 1);
   for (index_t r = pl.sub.nmf + 1; r <= pl.sub.m; ++r)
     rows_at[static_cast<std::size_t>(pl.row_lap[static_cast<std::size_t>(r)])].push_back(r);
+  std::vector<std::size_t> per_length(rows_at.size(), 1);
+  for (std::size_t g = 1; g < rows_at.size(); ++g) per_length[g] = rows_at[g].size();
+  const std::vector<std::size_t> first = trace_layout(per_length);
   // Work items of each stage: (first task, number of tasks).
   std::vector<std::vector<std::pair<std::size_t, std::size_t>>> items(pl.stages.size());
   for (std::size_t g = 0; g < pl.stages.size(); ++g) {
@@ -318,7 +283,7 @@ void run_stages(plan& pl, int threads, std::vector<double>& f) {
 #pragma omp parallel num_threads(threads)
   {
     block_workspace<W> ws(pl.sub);
-    tracer tr(pl);
+    ancestor_trace<Metafounders> trace(pl.nodes, first, pl.sub.gamma, pl.sub.nmf);
     index_t cols[W];
     for (std::size_t g = 0; g < pl.stages.size(); ++g) {
       // The variances of the rows of LAP g: their parents' coefficients came from earlier stages.
@@ -336,7 +301,7 @@ void run_stages(plan& pl, int threads, std::vector<double>& f) {
         const std::size_t k0 = it[k].first, w = it[k].second;
         if (st[k0].traced) {
           const task& t = st[k0];
-          const double fi = tr.inbreeding(pl, f, t.row, t.other);
+          const double fi = traced_inbreeding(pl, f, trace, t.row, t.other);
           for (std::size_t e = t.first; e < t.last; ++e)
             f[static_cast<std::size_t>(pl.mates[e].progeny)] = fi;
           continue;
@@ -377,10 +342,11 @@ void inbreeding_indirect(const pedigree_table& ped, index_t n, const group_info&
   f.assign(static_cast<std::size_t>(n) + static_cast<std::size_t>(groups.nupg) + 1, 0.0);
   plan pl = make_plan(ped, n, groups, opt, f);
   const int threads = std::max(1, opt.nthreads);
+  const bool mf = pl.sub.nmf > 0;
   if (opt.sire_columns)
-    run_stages<1>(pl, threads, f);
+    mf ? run_stages<1, true>(pl, threads, f) : run_stages<1, false>(pl, threads, f);
   else
-    run_stages<2>(pl, threads, f);
+    mf ? run_stages<2, true>(pl, threads, f) : run_stages<2, false>(pl, threads, f);
 }
 
 }  // namespace ventrel::pedigree::detail

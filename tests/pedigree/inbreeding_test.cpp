@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "pedigree/inbreeding_kernels.hpp"
 #include "pedigree_fixtures.hpp"
 
 using namespace ventrel::pedigree;
@@ -96,4 +97,29 @@ TEST(inbreeding, parallel_methods_give_the_same_coefficients_for_any_thread_coun
       for (int threads : {2, 3}) EXPECT_EQ(fx::inbreeding(ped, method, nupg, gamma, threads), one) << threads;
     }
   }
+}
+
+TEST(inbreeding, method_1_reads_groups_without_gamma_as_unknown_parents_whoever_calls_it) {
+  // The run replaces such groups by 0 before the kernel; the kernel gives the same coefficients
+  // when it is handed the codes themselves, one or both parents a group included.
+  fx::random_options o;
+  o.n = 600;
+  o.nupg = 3;
+  o.shuffle = false;  // parents first, as the kernel takes them
+  pedigree_table ped = fx::random_pedigree(11, o);
+  const std::int32_t n = o.n;
+  ped[static_cast<std::size_t>(n)] = {n + 1, n + 2};  // both parents groups
+  pedigree_table zeroed = ped;
+  for (parents& p : zeroed) {
+    if (p.sire > n) p.sire = 0;
+    if (p.dam > n) p.dam = 0;
+  }
+  std::vector<double> with_codes, with_zeros;
+  detail::inbreeding_meuwissen_luo(ped, n, group_info{3, {}}, with_codes, 2);
+  detail::inbreeding_meuwissen_luo(zeroed, n, group_info{}, with_zeros, 2);
+  ASSERT_GE(with_codes.size(), static_cast<std::size_t>(n) + 1);
+  for (std::int32_t i = 1; i <= n; ++i)
+    EXPECT_EQ(with_codes[static_cast<std::size_t>(i)], with_zeros[static_cast<std::size_t>(i)]) << i;
+  EXPECT_EQ(with_codes[static_cast<std::size_t>(n)], 0.0);
+  EXPECT_LT(fx::inbreeding_error(zeroed, 1, 0, {}, 2), 1e-10);
 }
