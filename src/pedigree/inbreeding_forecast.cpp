@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "pedigree/inbreeding.hpp"
+#include "pedigree/inbreeding_kernels.hpp"
 
 namespace ventrel::pedigree {
 namespace {
@@ -12,11 +13,11 @@ namespace {
 using index_t = std::int32_t;
 
 // Seconds per unit of work on one thread of the 2-core benchmark machine (bench/RESULTS.md), from
-// the methods' times on the four pedigree shapes of bench/: one ancestor visit of method 1, one
-// of the tracing in methods 2 and 6, one row of a column pass of Colleau's product (method 3: one
+// the methods' times on the four pedigree shapes of bench/: one ancestor visit of methods 1 and 6
+// (the same trace), one of method 2, one row of a column pass of Colleau's product (method 3: one
 // column a pass; method 6: two).
 constexpr double visit_seconds = 7e-9;
-constexpr double traced_visit_seconds = 20e-9;
+constexpr double sargolzaei_visit_seconds = 20e-9;
 constexpr double sire_row_seconds = 1.0e-9;
 constexpr double hybrid_row_seconds = 1.2e-9;
 
@@ -109,12 +110,12 @@ inbreeding_forecast forecast_inbreeding(const pedigree_table& ped, std::int32_t 
   const double mean_ancestors = sampled > 0 ? static_cast<double>(counted) / static_cast<double>(sampled) : 0.0;
   fc.traced_visits = mean_ancestors * static_cast<double>(t);
   // Method 6 traces the families of a column with at most two mates, or whose tracing costs
-  // fewer rows than the column's pass (a visit counted as 16 rows, as its plan does).
+  // fewer rows than the column's pass (a visit counted as hybrid_visit_rows rows, as its plan does).
   for (std::size_t i = 1; i <= un; ++i) {
     if (top_column[i] == 0) continue;
     const double pass = static_cast<double>(top_column[i] - oldest[i] + 1);
     const double visits = static_cast<double>(families[i]) * mean_ancestors;
-    if (matings[i] <= 2 || 16.0 * visits < pass)
+    if (matings[i] <= 2 || detail::hybrid_visit_rows * visits < pass)
       fc.hybrid_visits += visits;
     else
       fc.hybrid_rows += pass;
@@ -122,9 +123,9 @@ inbreeding_forecast forecast_inbreeding(const pedigree_table& ped, std::int32_t 
 
   const double th = std::max(1, threads);
   fc.meuwissen_luo_seconds = fc.traced_visits * visit_seconds / th;
-  fc.sargolzaei_iwaisaki_seconds = fc.traced_visits * traced_visit_seconds;
+  fc.sargolzaei_iwaisaki_seconds = fc.traced_visits * sargolzaei_visit_seconds;
   fc.sire_columns_seconds = fc.sire_rows * sire_row_seconds;
-  fc.hybrid_seconds = (fc.hybrid_rows * hybrid_row_seconds + fc.hybrid_visits * traced_visit_seconds) / th;
+  fc.hybrid_seconds = (fc.hybrid_rows * hybrid_row_seconds + fc.hybrid_visits * visit_seconds) / th;
   return fc;
 }
 

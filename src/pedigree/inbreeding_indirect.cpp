@@ -141,7 +141,6 @@ plan make_plan(const pedigree_table& ped, index_t n, const group_info& groups, c
   // columns, many sires of few progeny each (random mating) are traced. A traced mating needs
   // the Mendelian variances of both parents' ancestors, so it waits for the later parent's stage.
   constexpr index_t few = 2;
-  constexpr double visit_rows = 16.0;  // one visit of an ancestor costs about as many rows of a pass
   std::vector<std::uint8_t> trace_column;
   if (!opt.sire_columns) {
     std::vector<index_t> oldest(static_cast<std::size_t>(m) + 1, 0), top(static_cast<std::size_t>(m) + 1, 0);
@@ -180,7 +179,7 @@ plan make_plan(const pedigree_table& ped, index_t n, const group_info& groups, c
       const std::size_t u = static_cast<std::size_t>(c);
       if (top[u] == 0) continue;
       const double pass = static_cast<double>(top[u] - oldest[u] + 1);
-      trace_column[u] = degree[u] <= few || static_cast<double>(degree[u]) * ancestors * visit_rows < pass;
+      trace_column[u] = degree[u] <= few || static_cast<double>(degree[u]) * ancestors * hybrid_visit_rows < pass;
     }
   }
   auto traced = [&](std::size_t k) {
