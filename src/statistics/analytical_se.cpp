@@ -132,11 +132,13 @@ interval fisher_z_interval(double rho, double variance, double q) {
   return {variance, std::tanh(z - q * sd_z), std::tanh(z + q * sd_z)};
 }
 
+interval unit_interval(double value, double variance, double q) {
+  const interval n = normal_interval(value, variance, q);
+  return {variance, std::clamp(n.lower, 0.0, 1.0), std::clamp(n.upper, 0.0, 1.0)};
+}
+
 interval squared_correlation_interval(double value, double variance, double q) {
-  if (!(value > 0.0 && value < 1.0)) {
-    const interval n = normal_interval(value, variance, q);
-    return {variance, std::clamp(n.lower, 0.0, 1.0), std::clamp(n.upper, 0.0, 1.0)};
-  }
+  if (!(value > 0.0 && value < 1.0)) return unit_interval(value, variance, q);
   const interval z = fisher_z_interval(std::sqrt(value), variance / (4.0 * value), q);
   return {variance, z.lower > 0.0 ? z.lower * z.lower : 0.0, z.upper * z.upper};
 }
@@ -202,7 +204,8 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
   r.intervals.bias = normal_interval(r.values.bias, v_bias);
   r.intervals.dispersion = normal_interval(r.values.dispersion, v_disp);
   r.intervals.ratio_acc = fisher_z_interval(r.values.ratio_acc, v_ratio);
-  r.intervals.reliability = squared_correlation_interval(r.values.reliability, v_rel);
+  // Symmetric: Fisher's z on its square root covered 98% with 15 selected sires (docs/validation.md).
+  r.intervals.reliability = unit_interval(r.values.reliability, v_rel);
 
   if (with_y) {
     // As the ratio of accuracies with W replaced by Y = J Vy J, then scaled by 1/sqrt(h2).

@@ -238,9 +238,12 @@ interval normal_interval(double value, double variance, double q = z975);
 // Fisher's z for a correlation rho: z = atanh(rho), SD_z = SD / (1 - rho^2), limits
 // tanh(z -/+ q SD_z); |rho| >= 1 gives rho twice.
 interval fisher_z_interval(double rho, double variance, double q = z975);
-// A squared correlation R (the reliability): Fisher's z on r = sqrt(R) with SD_r = SD / (2 r);
-// lower = max(0, tanh(z - q SD_z))^2, upper = tanh(z + q SD_z)^2, both in [0, 1]. A value
-// outside (0, 1) gets the symmetric limits clipped to [0, 1].
+// A statistic that lies in [0, 1] (the reliability of se exact and se approx): the symmetric
+// limits clipped to [0, 1].
+interval unit_interval(double value, double variance, double q = z975);
+// A squared correlation R (the reliability of the family bootstrap): Fisher's z on r = sqrt(R)
+// with SD_r = SD / (2 r); lower = max(0, tanh(z - q SD_z))^2, upper = tanh(z + q SD_z)^2, both in
+// [0, 1]. A value outside (0, 1) gets unit_interval.
 interval squared_correlation_interval(double value, double variance, double q = z975);
 
 }  // namespace ventrel::statistics

@@ -578,7 +578,7 @@ const std::vector<double> small_w = {1.0, 2.5, 0.3, 1.7, 2.2, 0.9},
 const se_trait_input small_in{3, small_w, small_p, small_y, 1.2, 1.1, 0.36};
 
 // Values against the long-double reference; bias and dispersion with symmetric limits, the
-// correlations with Fisher's z limits, the reliability with Fisher's z on its square root, predictive ability on cor(y, p) with its
+// correlations with Fisher's z limits, the reliability symmetric within [0, 1], predictive ability on cor(y, p) with its
 // variance divided by h2 and its limits by sqrt(h2). The variances themselves are checked
 // against Monte Carlo draws above.
 TEST(analytical_se, limits_are_centred_on_the_point_values) {
@@ -594,10 +594,9 @@ TEST(analytical_se, limits_are_centred_on_the_point_values) {
   const interval got[] = {g.bias, g.dispersion, g.ratio_acc, g.reliability, g.pred_ability};
   for (int k = 0; k < 5; ++k) {
     const double h = 1.959964 * std::sqrt(got[k].variance);
-    const interval zr = fisher_z_interval(std::sqrt(value[3]), got[3].variance / (4 * value[3]));
     const interval limits =
         k == 2   ? fisher_z_interval(value[2], got[2].variance)
-        : k == 3 ? interval{0, zr.lower > 0 ? zr.lower * zr.lower : 0.0, zr.upper * zr.upper}
+        : k == 3 ? interval{0, std::max(0.0, value[3] - h), std::min(1.0, value[3] + h)}
         : k == 4 ? interval{0, zy.lower / 0.6, zy.upper / 0.6}
                  : interval{0, value[k] - h, value[k] + h};
     EXPECT_NEAR(value[k], static_cast<double>(want[k]), 1e-14) << k;
@@ -649,8 +648,8 @@ TEST(analytical_se, one_missing_covariance_file_falls_back_to_the_accuracies) {
   }
 }
 
-// The reliability's limits: Fisher's z on its square root, inside [0, 1] even where the
-// symmetric limits would leave it; outside (0, 1) the symmetric limits clipped.
+// The reliability's limits: symmetric, clipped to [0, 1] where they would leave it. The family
+// bootstrap's: Fisher's z on its square root, inside [0, 1] too.
 TEST(analytical_se, reliability_limits_stay_between_zero_and_one) {
   for (double sd : {0.01, 0.1, 0.3, 2.0})
     for (double rel : {0.02, 0.2, 0.5, 0.95}) {
@@ -665,9 +664,13 @@ TEST(analytical_se, reliability_limits_stay_between_zero_and_one) {
       SCOPED_TRACE(std::to_string(rel) + " " + std::to_string(sd));
       EXPECT_NEAR(got.variance, sd * sd, 1e-12);
       EXPECT_TRUE(0.0 <= got.lower && got.lower < rel && rel < got.upper && got.upper <= 1.0);
+      EXPECT_NEAR(got.lower, std::max(0.0, rel - 1.959964 * sd), 1e-12);
+      EXPECT_NEAR(got.upper, std::min(1.0, rel + 1.959964 * sd), 1e-12);
+      const interval boot = squared_correlation_interval(rel, sd * sd);
       const interval z = fisher_z_interval(std::sqrt(rel), sd * sd / (4 * rel));
-      EXPECT_NEAR(got.upper, z.upper * z.upper, 1e-12);
-      EXPECT_NEAR(got.lower, z.lower > 0 ? z.lower * z.lower : 0.0, 1e-12);
+      EXPECT_TRUE(0.0 <= boot.lower && boot.lower < rel && rel < boot.upper && boot.upper <= 1.0);
+      EXPECT_NEAR(boot.upper, z.upper * z.upper, 1e-12);
+      EXPECT_NEAR(boot.lower, z.lower > 0 ? z.lower * z.lower : 0.0, 1e-12);
     }
   const se_trait_input negative{1, small_w, small_p, {}, 1.2, -1.0, 0.36};
   const interval clipped = intervals_from_traces(negative, {0.5, 0, 0, 0, 0, 1, 1}).intervals.reliability;
