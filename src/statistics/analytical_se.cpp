@@ -152,6 +152,8 @@ trace_scalars scaled_traces(const trace_scalars& t, double k) {
   s.t_py = k2pp + k * (t.t_py - t.t_pp);
   s.t_yy = k2pp + 2.0 * k * (t.t_py - t.t_pp) + (t.t_yy - 2.0 * t.t_py + t.t_pp);
   s.trace_p = k * t.trace_p;
+  s.trace_w = s.trace_p + (t.trace_w - t.trace_p);
+  if (t.trace_y != 0.0) s.trace_y = s.trace_p + (t.trace_y - t.trace_p);
   return s;
 }
 
@@ -174,10 +176,12 @@ trace_scalars family_scaled_traces(const trace_scalars& t, const family_traces& 
     s.t_yy = s.t_pp + 2.0 * py + (t.t_yy - 2.0 * t.t_py + t.t_pp);
   }
   s.trace_p = kb * f.trace_between + kw * (t.trace_p - f.trace_between);
+  s.trace_w = s.trace_p + (t.trace_w - t.trace_p);
+  if (t.trace_y != 0.0) s.trace_y = s.trace_p + (t.trace_y - t.trace_p);
   return s;
 }
 
-se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t) {
+se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t, moments gradient_at) {
   se_result r;
   r.traces = t;
   r.moments = observed_moments(in);
@@ -196,9 +200,25 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
   const double xx = m * s.s_pp;
   const double v_bias = non_negative(t.d_sum / (m * m), "absolute bias", trait, r.warnings);
   const double v_disp = non_negative(t.x_d_x / (xx * xx), "dispersion", trait, r.warnings);
-  const double v_ratio =
-      non_negative(correlation_variance(s.s_pw, s.s_pp, s.s_ww, t.t_pp, t.t_pw, t.t_ww, s.m),
-                   "ratio of accuracies", trait, r.warnings);
+  // The correlations' variance at the moments of the model (Cov(w, p) = Var(p)), where Omega is
+  // taken, when the model fits the observed moments (within a factor 2 for S_pp and S_ww, or
+  // S_yy), else at the observed ones; see moments in the header. At the model's moments it is
+  // carried to the observed value on Fisher's z scale, where a correlation's variance hardly
+  // depends on the correlation: var_z = var / (1 - rho_model^2)^2, and the variance reported is
+  // var_z (1 - rho^2)^2, so that the limits are tanh(atanh(rho) -/+ 1.96 sqrt(var_z)).
+  const double mp = t.trace_p / m;
+  const auto fits = [](double observed, double model) {
+    return model > 0.0 && observed >= 0.5 * model && observed <= 2.0 * model;
+  };
+  auto correlation = [&](double s_pq, double s_qq, double t_pq, double t_qq, double model_qq, double rho) {
+    if (gradient_at != moments::model || !fits(s.s_pp, mp) || !fits(s_qq, model_qq) || std::fabs(rho) >= 1.0)
+      return correlation_variance(s_pq, s.s_pp, s_qq, t.t_pp, t_pq, t_qq, s.m);
+    const double rho_model = std::sqrt(mp / model_qq);
+    const double to_value = (1.0 - rho * rho) / (1.0 - rho_model * rho_model);
+    return correlation_variance(mp, mp, model_qq, t.t_pp, t_pq, t_qq, s.m) * to_value * to_value;
+  };
+  const double v_ratio = non_negative(correlation(s.s_pw, s.s_ww, t.t_pw, t.t_ww, t.trace_w / m, r.values.ratio_acc),
+                                      "ratio of accuracies", trait, r.warnings);
   const double v_rel = non_negative((t.t_pp + t.t_pw) / (m * m * in.gvar_focal * in.gvar_focal),
                                     "reliability", trait, r.warnings);
   r.intervals.bias = normal_interval(r.values.bias, v_bias);
@@ -212,9 +232,8 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
     const double rho_y = s.s_py / std::sqrt(s.s_pp * s.s_yy);
     const double sh = std::sqrt(in.h2);
     r.values.pred_ability = rho_y / sh;
-    const double v_y =
-        non_negative(correlation_variance(s.s_py, s.s_pp, s.s_yy, t.t_pp, t.t_py, t.t_yy, s.m),
-                     "predictive ability", trait, r.warnings);
+    const double v_y = non_negative(correlation(s.s_py, s.s_yy, t.t_py, t.t_yy, t.trace_y / m, rho_y),
+                                    "predictive ability", trait, r.warnings);
     const interval z = fisher_z_interval(rho_y, v_y);
     r.intervals.pred_ability = {v_y / in.h2, z.lower / sh, z.upper / sh};
   }
@@ -287,7 +306,7 @@ se_result exact_from_traces(const se_trait_input& in, const se_exact_model& used
       kb = kw = 0.0;
     }
   }
-  se_result r = intervals_from_traces(in, used_traces);
+  se_result r = intervals_from_traces(in, used_traces, moments::model);
   r.scale = k;
   r.scale_between = kb;
   r.scale_within = kw;

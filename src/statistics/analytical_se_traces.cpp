@@ -99,7 +99,7 @@ struct trait_data {
 
 struct column_sums {
   double pp = 0, pw = 0, ww = 0, py = 0, yy = 0, xdx = 0;
-  double p_diag = 0;  // P_kk
+  double p_diag = 0, w_diag = 0, y_diag = 0;  // P_kk, W_kk, Y_kk
 };
 
 // Sums of step k's column over the rows of the earlier steps i < k and the diagonal, the
@@ -173,6 +173,7 @@ column_sums column_kernel(const trait_data& d, int k, const double* v) {
   const double pkk = s2a - d.pev_p[k] - 2.0 * mp[k] + d.gp;
   const double wkk = s2a - d.pev_w[k] - 2.0 * mw[k] + d.gw;
   s.p_diag = pkk;
+  s.w_diag = wkk;
   s.pp = 2.0 * pp + pkk * pkk;
   s.pw = 2.0 * pw + pkk * wkk;
   s.ww = 2.0 * ww + wkk * wkk;
@@ -180,6 +181,7 @@ column_sums column_kernel(const trait_data& d, int k, const double* v) {
     const double ykk = s2a + d.e_res - 2.0 * my[k] + d.gy;
     s.py = 2.0 * py + pkk * ykk;
     s.yy = 2.0 * yy + ykk * ykk;
+    s.y_diag = ykk;
   }
   s.xdx = x[k] * (2.0 * xd + x[k] * (d.pev_p[k] - d.pev_w[k]));
   return s;
@@ -309,6 +311,8 @@ std::vector<trace_scalars> exact_trace_scalars(std::span<const se_trait_input> i
       out[t].t_yy += s.yy;
       out[t].x_d_x += s.xdx;
       out[t].trace_p += s.p_diag;
+      out[t].trace_w += s.w_diag;
+      out[t].trace_y += s.y_diag;
     }
   return out;
 }
@@ -546,6 +550,8 @@ trace_scalars approx_trace_scalars(const se_trait_input& in, const se_approx_mod
   const double f = 1.0 - 2.0 / m;
   const double m2 = m * m;
   t.trace_p = sp * (1.0 - 1.0 / m);
+  t.trace_w = sw * (1.0 - 1.0 / m);
+  if (with_y) t.trace_y = sy * (1.0 - 1.0 / m);
   t.t_pp = f * spp + sp * sp / m2;
   t.t_pw = f * spw + sp * sw / m2;
   t.t_ww = f * sww + sw * sw / m2;

@@ -515,8 +515,9 @@ TEST(analytical_se, exact_scales_families_apart_to_their_observed_spreads) {
 // and reliability, and that of the dispersion given the partial EBVs of the first draw (w = p + e,
 // e ~ N(0, D)), against the trace formulas; the delta-method variances of the two correlations at
 // the expected moments tr(J V J) / m against their empirical variances within sampling error plus
-// 3% for the linearisation at this size; and the mean of the variances a run gives within 25% (the
-// observed moments plugged in add noise and bias).
+// 3% for the linearisation at this size, and equal to those se exact gives (moments::model); and
+// the mean of the variances with the observed moments plugged in within 25% (they add noise and
+// bias).
 TEST(analytical_se, variances_match_monte_carlo_draws_from_the_model) {
   const model_case c = make_case(100, 61, true);
   const int m = c.m, n = 3000;
@@ -556,6 +557,17 @@ TEST(analytical_se, variances_match_monte_carlo_draws_from_the_model) {
   const double v_pa = correlation_variance(e_pp, e_pp, expected(c.vy), t.t_pp, t.t_py, t.t_yy, m);
   EXPECT_NEAR(v_ra, ra.var, 4.0 * ra.se_var + 0.03 * ra.var);
   EXPECT_NEAR(v_pa, pa.var, 4.0 * pa.se_var + 0.03 * pa.var);
+  // se exact takes the variances there and carries them to the observed value on Fisher's z
+  // scale: var (1 - rho_model^2)^-2 = var_reported (1 - rho^2)^-2.
+  const se_result at_model = intervals_from_traces(input_of(c, z0, true), t, moments::model);
+  const auto z_scale = [](double v, double rho) { return v / ((1 - rho * rho) * (1 - rho * rho)); };
+  const double rho_w = std::sqrt(e_pp / expected(c.vw)), rho_y = std::sqrt(e_pp / expected(c.vy));
+  const double ra0 = at_model.values.ratio_acc, pa0 = at_model.values.pred_ability * std::sqrt(c.h2);
+  EXPECT_NEAR(z_scale(at_model.intervals.ratio_acc.variance, ra0), z_scale(v_ra, rho_w), 1e-9 * z_scale(v_ra, rho_w));
+  EXPECT_NEAR(z_scale(at_model.intervals.pred_ability.variance * c.h2, pa0), z_scale(v_pa, rho_y),
+              1e-9 * z_scale(v_pa, rho_y));
+  const interval z = fisher_z_interval(ra0, at_model.intervals.ratio_acc.variance);
+  EXPECT_NEAR(std::atanh(z.upper) - std::atanh(ra0), 1.959964 * std::sqrt(z_scale(v_ra, rho_w)), 1e-9);
   EXPECT_NEAR(plug_ra, ra.var, 0.25 * ra.var);
   EXPECT_NEAR(plug_pa, pa.var, 0.25 * pa.var);
 }
@@ -700,6 +712,28 @@ TEST(analytical_se, one_or_no_focal_animal_gives_non_finite_values_without_a_sto
   in.w = in.p = {};
   EXPECT_TRUE(
       std::isnan(intervals_from_traces(in, exact_trace_scalars(in, {})).intervals.bias.variance));
+}
+
+// se exact's correlations take the model's moments only where the model fits the observed ones
+// (within a factor 2); elsewhere, as without the model's traces, the observed moments.
+TEST(analytical_se, correlations_fall_back_to_the_observed_moments_where_the_model_is_far_off) {
+  const sample_moments s = observed_moments(small_in);
+  const double m = s.m;
+  trace_scalars t{0.9, 0.7, 1.3, 0.8, 5.0, 0.6, 0.4};
+  const double at_observed = correlation_variance(s.s_pw, s.s_pp, s.s_ww, t.t_pp, t.t_pw, t.t_ww, s.m);
+  for (double far : {0.3, 3.0}) {  // the model's S_pp a third of the observed, or three times it
+    t.trace_p = far * m * s.s_pp;
+    t.trace_w = t.trace_p * s.s_ww / s.s_pp;
+    t.trace_y = t.trace_p * s.s_yy / s.s_pp;
+    EXPECT_DOUBLE_EQ(intervals_from_traces(small_in, t, moments::model).intervals.ratio_acc.variance, at_observed) << far;
+  }
+  t.trace_p = 1.2 * m * s.s_pp;  // close: the model's moments, carried to the observed value
+  t.trace_w = 1.1 * m * s.s_ww;
+  t.trace_y = m * s.s_yy;
+  const double mp = t.trace_p / m, mw = t.trace_w / m, rho = s.s_pw / std::sqrt(s.s_pp * s.s_ww);
+  const double carry = (1 - rho * rho) / (1 - mp / mw);
+  EXPECT_NEAR(intervals_from_traces(small_in, t, moments::model).intervals.ratio_acc.variance,
+              correlation_variance(mp, mp, mw, t.t_pp, t.t_pw, t.t_ww, s.m) * carry * carry, 1e-12);
 }
 
 }  // namespace
