@@ -264,14 +264,10 @@ std::vector<results_block> group_blocks(const group_phase_input& in) {
             break;
           case se_method::exact: {
             const std::size_t ti = static_cast<std::size_t>(std::find(set.traits.begin(), set.traits.end(), t) - set.traits.begin());
-            // The correlations' gradient at the model's moments, as for the whole set, where the
-            // model fits the spread of the partial EBVs; a group's model is not scaled under
-            // selection, so there the observed moments keep its intervals on the wide side.
-            const statistics::trace_scalars& tr = traces[k][ti];
-            const double expected_pp = tr.trace_p / static_cast<double>(x.p.size());
-            const bool fits = statistics::observed_moments(x).s_pp >= 0.5 * expected_pp;
-            statistics::se_result r = statistics::intervals_from_traces(
-                x, tr, fits ? statistics::moments::model : statistics::moments::observed);
+            // The correlations at the model's moments, as for the whole set; a group's model is not
+            // scaled under selection, and there the observed moments are taken (moments::model
+            // keeps them where the model is far off), which keeps its intervals on the wide side.
+            statistics::se_result r = statistics::intervals_from_traces(x, traces[k][ti], statistics::moments::model);
             if (no_pec[k][ti])
               r.warnings.insert(r.warnings.begin(), "Warning: no prediction error covariances for trait " + num(t) +
                                                         "; standard errors are conservative");
