@@ -211,7 +211,9 @@ se_result intervals_from_traces(const se_trait_input& in, const trace_scalars& t
     return model > 0.0 && observed >= 0.5 * model && observed <= 2.0 * model;
   };
   auto correlation = [&](double s_pq, double s_qq, double t_pq, double t_qq, double model_qq, double rho) {
-    if (gradient_at != moments::model || !fits(s.s_pp, mp) || !fits(s_qq, model_qq) || std::fabs(rho) >= 1.0)
+    // A model correlation of 1 or more (D = 0, or not positive semi-definite) has no z scale.
+    if (gradient_at != moments::model || !fits(s.s_pp, mp) || !fits(s_qq, model_qq) || std::fabs(rho) >= 1.0 ||
+        !(mp < model_qq))
       return correlation_variance(s_pq, s.s_pp, s_qq, t.t_pp, t_pq, t_qq, s.m);
     const double rho_model = std::sqrt(mp / model_qq);
     const double to_value = (1.0 - rho * rho) / (1.0 - rho_model * rho_model);

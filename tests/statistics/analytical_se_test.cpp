@@ -727,6 +727,13 @@ TEST(analytical_se, correlations_fall_back_to_the_observed_moments_where_the_mod
     t.trace_y = t.trace_p * s.s_yy / s.s_pp;
     EXPECT_DOUBLE_EQ(intervals_from_traces(small_in, t, moments::model).intervals.ratio_acc.variance, at_observed) << far;
   }
+  // The model's W no wider than its P (D = 0, or not positive semi-definite): no z scale.
+  for (double w_over_p : {1.0, 0.9}) {
+    t.trace_p = m * s.s_pp;
+    t.trace_w = w_over_p * t.trace_p;
+    EXPECT_DOUBLE_EQ(intervals_from_traces(small_in, t, moments::model).intervals.ratio_acc.variance, at_observed)
+        << w_over_p;
+  }
   t.trace_p = 1.2 * m * s.s_pp;  // close: the model's moments, carried to the observed value
   t.trace_w = 1.1 * m * s.s_ww;
   t.trace_y = m * s.s_yy;
