@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace ventrel::pedigree::detail {
@@ -45,11 +46,11 @@ class ancestor_trace {
  public:
   // nodes: size m+1; first: trace_layout of the numbers of nodes of each path length; gamma:
   // nmf x nmf, column-major, the metafounders' relationships (Metafounders only).
-  ancestor_trace(std::span<const trace_node> nodes, const std::vector<std::size_t>& first,
+  ancestor_trace(std::span<const trace_node> nodes, std::vector<std::size_t> first,
                  std::span<const double> gamma, std::int32_t nmf)
-      : nodes_(nodes), first_(first), gamma_(gamma), nmf_(nmf), lrow_(nodes.size(), 0.0),
-        slots_(first.back(), 0), top_(first.size() - 1), t_(static_cast<std::size_t>(nmf) + 1, 0.0) {
-    for (std::size_t g = 0; g + 1 < first.size(); ++g) top_[g] = slots_.data() + first[g];
+      : nodes_(nodes), first_(std::move(first)), gamma_(gamma), nmf_(nmf), lrow_(nodes.size(), 0.0),
+        slots_(first_.back(), 0), top_(first_.size() - 1), t_(static_cast<std::size_t>(nmf) + 1, 0.0) {
+    for (std::size_t g = 0; g + 1 < first_.size(); ++g) top_[g] = slots_.data() + first_[g];
   }
 
   // F of an animal with Mendelian variance d and the parents given as in a node (the path
@@ -116,7 +117,7 @@ class ancestor_trace {
 
  private:
   std::span<const trace_node> nodes_;
-  const std::vector<std::size_t>& first_;
+  std::vector<std::size_t> first_;    // trace_layout: where each path length's stretch begins
   std::span<const double> gamma_;
   std::int32_t nmf_;
   std::vector<double> lrow_;          // fraction of each ancestor still to visit (0 = none yet)

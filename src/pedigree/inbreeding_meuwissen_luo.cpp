@@ -76,17 +76,17 @@ void inbreeding_meuwissen_luo(const pedigree_table& ped, index_t n, const group_
   order = {};
   // The nodes of the traversal, at its positions; groups without metafounders are unknown parents.
   std::vector<trace_node> nodes(un + 1);
+  auto parent = [&](index_t p, std::int32_t& code, std::int32_t& length) {
+    if (p >= 1 && p <= n) {
+      code = at[static_cast<std::size_t>(p)];
+      length = lap[static_cast<std::size_t>(p)];
+    } else if (p > n && mf) {
+      code = p - n;
+      length = -1;
+    }
+  };
   for (std::size_t i = 1; i <= un; ++i) {
     trace_node& x = nodes[static_cast<std::size_t>(at[i])];
-    auto parent = [&](index_t p, std::int32_t& code, std::int32_t& length) {
-      if (p >= 1 && p <= n) {
-        code = at[static_cast<std::size_t>(p)];
-        length = lap[static_cast<std::size_t>(p)];
-      } else if (p > n && mf) {
-        code = p - n;
-        length = -1;
-      }
-    };
     parent(ped[i].sire, x.sire, x.sire_length);
     parent(ped[i].dam, x.dam, x.dam_length);
   }

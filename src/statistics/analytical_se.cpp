@@ -143,6 +143,16 @@ interval squared_correlation_interval(double value, double variance, double q) {
   return {variance, z.lower > 0.0 ? z.lower * z.lower : 0.0, z.upper * z.upper};
 }
 
+namespace {
+
+// tr(W) and tr(Y) of a scaled model: its tr(P) plus the unscaled errors' traces tr(E), tr(E_y).
+void keep_error_traces(trace_scalars& s, const trace_scalars& t) {
+  s.trace_w = s.trace_p + (t.trace_w - t.trace_p);
+  if (t.trace_y != 0.0) s.trace_y = s.trace_p + (t.trace_y - t.trace_p);
+}
+
+}  // namespace
+
 trace_scalars scaled_traces(const trace_scalars& t, double k) {
   trace_scalars s = t;
   const double k2pp = k * k * t.t_pp;
@@ -152,8 +162,7 @@ trace_scalars scaled_traces(const trace_scalars& t, double k) {
   s.t_py = k2pp + k * (t.t_py - t.t_pp);
   s.t_yy = k2pp + 2.0 * k * (t.t_py - t.t_pp) + (t.t_yy - 2.0 * t.t_py + t.t_pp);
   s.trace_p = k * t.trace_p;
-  s.trace_w = s.trace_p + (t.trace_w - t.trace_p);
-  if (t.trace_y != 0.0) s.trace_y = s.trace_p + (t.trace_y - t.trace_p);
+  keep_error_traces(s, t);
   return s;
 }
 
@@ -176,8 +185,7 @@ trace_scalars family_scaled_traces(const trace_scalars& t, const family_traces& 
     s.t_yy = s.t_pp + 2.0 * py + (t.t_yy - 2.0 * t.t_py + t.t_pp);
   }
   s.trace_p = kb * f.trace_between + kw * (t.trace_p - f.trace_between);
-  s.trace_w = s.trace_p + (t.trace_w - t.trace_p);
-  if (t.trace_y != 0.0) s.trace_y = s.trace_p + (t.trace_y - t.trace_p);
+  keep_error_traces(s, t);
   return s;
 }
 
