@@ -1,11 +1,13 @@
 // CHOLMOD supernodal Cholesky behind the KELP engine. The upper triangle by rows (IJA) is the
-// lower triangle by columns, so CHOLMOD sees the caller's arrays as a lower-stored (stype -1)
-// symmetric matrix; only the indices are copied (to 64-bit, from 0), the values are shared.
+// lower triangle by columns, so CHOLMOD's ordering sees the caller's arrays as a lower-stored
+// (stype -1) symmetric matrix (indices copied to 64-bit, from 0; values shared); the analysis
+// and the factorisation get P A P' built once in that form.
 #include "sparse/kelp_factor.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <type_traits>
 
 #include "common/fatal.hpp"
 
@@ -34,6 +36,35 @@ supernode supernode_of(const cholmod_factor* l, std::int64_t j) {
   return sn;
 }
 
+// P A P' as CHOLMOD's lower triangle by columns (stype -1), rows unsorted. Given A and a
+// permutation, CHOLMOD permutes and transposes A twice in the analysis and twice again in the
+// factorisation; given P A P' in its natural order it transposes once per analysis step and
+// never in the factorisation, which takes it as it stands.
+struct permuted_lower {
+  permuted_triangle<std::int64_t> c;
+  cholmod_sparse s{};
+
+  permuted_lower(const upper_csr& a, const SuiteSparse_long* perm, bool with_values) {
+    std::vector<std::int64_t> pinv(static_cast<std::size_t>(a.n));
+    for (int k = 0; k < a.n; ++k) pinv[static_cast<std::size_t>(perm[k])] = k;
+    c = permute_triangle<std::int64_t>(a, pinv, triangle::lower, with_values);
+    s.nrow = s.ncol = static_cast<std::size_t>(a.n);
+    s.nzmax = static_cast<std::size_t>(a.nnz);
+    s.p = c.cp.data();
+    s.i = c.ci.data();
+    s.x = with_values ? c.cx.data() : nullptr;
+    s.stype = -1;
+    s.itype = CHOLMOD_LONG;
+    s.xtype = with_values ? CHOLMOD_REAL : CHOLMOD_PATTERN;
+    s.dtype = CHOLMOD_DOUBLE;
+    s.sorted = 0;
+    s.packed = 1;
+  }
+  permuted_lower(const permuted_lower&) = delete;  // s points into c
+  permuted_lower& operator=(const permuted_lower&) = delete;
+};
+static_assert(std::is_same_v<SuiteSparse_long, std::int64_t>);
+
 }  // namespace
 
 kelp_factor::~kelp_factor() { release(); }
@@ -61,14 +92,20 @@ void kelp_factor::set_permutation(std::vector<std::int64_t> perm) {
 }
 
 void kelp_factor::analyze(const upper_csr& a, bool postorder) {
-  cholmod_view v(a);
   cholmod_common* cc = s_.common();
   s_.free_factor(l_);
-  cc->nmethods = 1;
-  cc->method[0].ordering = CHOLMOD_GIVEN;
-  cc->postorder = postorder ? 1 : 0;
-  cc->supernodal = CHOLMOD_SUPERNODAL;
-  l_ = s_.check(cholmod_l_analyze_p(&v.s, perm_.data(), nullptr, 0, cc), "cholmod_l_analyze_p");
+  {
+    permuted_lower b(a, perm_.data(), false);
+    cc->nmethods = 1;
+    cc->method[0].ordering = CHOLMOD_NATURAL;
+    cc->postorder = postorder ? 1 : 0;
+    cc->supernodal = CHOLMOD_SUPERNODAL;
+    l_ = s_.check(cholmod_l_analyze(&b.s, cc), "cholmod_l_analyze");
+  }
+  // The factor's permutation is of P A P' (the postorder, or none): compose it with P.
+  auto lp = static_cast<SuiteSparse_long*>(l_->Perm);
+  for (std::size_t k = 0; k < l_->n; ++k) lp[k] = perm_[static_cast<std::size_t>(lp[k])];
+  l_->ordering = CHOLMOD_GIVEN;
   // check_supernodal_structure: the row list of every supernode ascending, without duplicates
   for (std::int64_t j = 0; j < static_cast<std::int64_t>(l_->nsuper); ++j) {
     supernode sn = supernode_of(l_, j);
@@ -78,8 +115,11 @@ void kelp_factor::analyze(const upper_csr& a, bool postorder) {
 }
 
 void kelp_factor::factorize(const upper_csr& a) {
-  cholmod_view v(a);
-  cholmod_l_factorize(&v.s, l_, s_.common());
+  permuted_lower b(a, static_cast<const SuiteSparse_long*>(l_->Perm), true);
+  const int ordering = l_->ordering;
+  l_->ordering = CHOLMOD_NATURAL;  // b is already permuted
+  cholmod_l_factorize(&b.s, l_, s_.common());
+  l_->ordering = ordering;
   s_.check("cholmod_l_factorize");
 }
 

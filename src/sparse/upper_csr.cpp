@@ -41,28 +41,41 @@ bool well_formed(const upper_csr& a) {
   return a.ia[a.n] - 1 == a.nnz;
 }
 
-permuted_upper permute_upper(const upper_csr& a, const std::vector<std::int64_t>& pinv,
-                             bool with_values) {
-  permuted_upper c;
+template <class Index>
+permuted_triangle<Index> permute_triangle(const upper_csr& a, const std::vector<std::int64_t>& pinv,
+                                          triangle which, bool with_values) {
+  permuted_triangle<Index> c;
   const int n = a.n;
+  const bool upper = which == triangle::upper;
+  // the column of an element and its row: the larger and smaller of its two places (upper)
+  auto column = [upper](std::int64_t pi, std::int64_t pj) { return upper ? std::max(pi, pj) : std::min(pi, pj); };
   c.cp.assign(static_cast<std::size_t>(n) + 1, 0);
-  for (int i = 0; i < n; ++i)
-    for (std::int64_t p = a.row_begin(i); p < a.row_end(i); ++p) {
-      std::int64_t pi = pinv[i], pj = pinv[a.ja[p] - 1];
-      ++c.cp[static_cast<std::size_t>(std::max(pi, pj)) + 1];
-    }
-  for (int k = 0; k < n; ++k) c.cp[static_cast<std::size_t>(k) + 1] += c.cp[k];
+  for (int i = 0; i < n; ++i) {
+    const std::int64_t pi = pinv[static_cast<std::size_t>(i)];
+    for (std::int64_t p = a.row_begin(i); p < a.row_end(i); ++p)
+      ++c.cp[static_cast<std::size_t>(column(pi, pinv[static_cast<std::size_t>(a.ja[p] - 1)])) + 1];
+  }
+  for (int k = 0; k < n; ++k) c.cp[static_cast<std::size_t>(k) + 1] += c.cp[static_cast<std::size_t>(k)];
   c.ci.resize(static_cast<std::size_t>(a.nnz));
   if (with_values) c.cx.resize(static_cast<std::size_t>(a.nnz));
   std::vector<std::int64_t> next(c.cp.begin(), c.cp.end() - 1);
-  for (int i = 0; i < n; ++i)
+  for (int i = 0; i < n; ++i) {
+    const std::int64_t pi = pinv[static_cast<std::size_t>(i)];
     for (std::int64_t p = a.row_begin(i); p < a.row_end(i); ++p) {
-      std::int64_t pi = pinv[i], pj = pinv[a.ja[p] - 1];
-      std::int64_t q = next[std::max(pi, pj)]++;
-      c.ci[q] = static_cast<int>(std::min(pi, pj));
-      if (with_values) c.cx[q] = a.a[p];
+      const std::int64_t pj = pinv[static_cast<std::size_t>(a.ja[p] - 1)];
+      const std::int64_t k = column(pi, pj);
+      const std::int64_t q = next[static_cast<std::size_t>(k)]++;
+      c.ci[static_cast<std::size_t>(q)] = static_cast<Index>(pi + pj - k);
+      if (with_values) c.cx[static_cast<std::size_t>(q)] = a.a[p];
     }
+  }
   return c;
 }
+
+template permuted_triangle<int> permute_triangle<int>(const upper_csr&, const std::vector<std::int64_t>&,
+                                                      triangle, bool);
+template permuted_triangle<std::int64_t> permute_triangle<std::int64_t>(const upper_csr&,
+                                                                        const std::vector<std::int64_t>&,
+                                                                        triangle, bool);
 
 }  // namespace ventrel::sparse

@@ -28,14 +28,24 @@ upper_csr view_of(ija8_matrix& m, std::vector<std::int64_t>& pointers);
 // row..n and strictly ascending within each row.
 bool well_formed(const upper_csr& a);
 
-// The upper triangle of C = P A P' (perm[k] = original index, from 0, of pivot k) in
-// compressed columns, 0-based: column k holds the rows i <= k. Rows are not sorted.
-struct permuted_upper {
+// A triangle of C = P A P' (perm[k] = original index, from 0, of pivot k) in compressed
+// columns, 0-based: column k holds the rows i <= k (upper) or i >= k (lower). Rows are not
+// sorted. Index: the row indices' type (int for our factor, 64-bit for CHOLMOD's).
+enum class triangle { upper, lower };
+template <class Index>
+struct permuted_triangle {
   std::vector<std::int64_t> cp;  // n+1 column pointers
-  std::vector<int> ci;           // row indices
+  std::vector<Index> ci;         // row indices
   std::vector<double> cx;        // values
 };
-permuted_upper permute_upper(const upper_csr& a, const std::vector<std::int64_t>& pinv,
-                             bool with_values);
+template <class Index>
+permuted_triangle<Index> permute_triangle(const upper_csr& a, const std::vector<std::int64_t>& pinv,
+                                          triangle which, bool with_values);
+
+using permuted_upper = permuted_triangle<int>;
+inline permuted_upper permute_upper(const upper_csr& a, const std::vector<std::int64_t>& pinv,
+                                    bool with_values) {
+  return permute_triangle<int>(a, pinv, triangle::upper, with_values);
+}
 
 }  // namespace ventrel::sparse
