@@ -7,11 +7,13 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
+#include "common/memory.hpp"
 #include "sparse/cholmod_session.hpp"
 #include "sparse/kelp_factor.hpp"
 #include "sparse/morlo90.hpp"
@@ -31,6 +33,24 @@ namespace {
 constexpr double dense_share = 0.3;
 // At most this many rows are set aside: they join the dense tail of the factor.
 constexpr std::int64_t max_dense_rows = 10000;
+
+// Stops before the numeric factorisation when it cannot fit: a pattern that fills in (matings
+// spread over many parents, as with random mating over thousands of sires) makes whole blocks
+// of the factor dense, and CHOLMOD would stop only when it allocates them. `storage`: the reals
+// of the factor and of its largest update matrix; beside them the factorisation holds a
+// permuted copy of the matrix's `nnz` elements (a value and an index each).
+void check_factor_memory(std::int64_t storage, std::int64_t nnz, const std::string& context) {
+  const std::optional<std::uint64_t> available = available_memory();
+  const double need = 8.0 * static_cast<double>(storage) + 16.0 * static_cast<double>(nnz);
+  if (!available || need <= static_cast<double>(*available)) return;
+  stop({"Not enough memory for the Cholesky factor of the matrix: it needs " + memory_size(need) + ", and " +
+            memory_size(static_cast<double>(*available)) + " are available",
+        "The factor of this pattern is dense in large blocks (matings spread over many parents, as with random",
+        "mating, do this). Alternatives: OPTION se approx or OPTION se boot (no relationships among focal",
+        "animals), or for a single-step evaluation OPTION SNP_file without OPTION H_focal inverse (the",
+        "relationships from the genotypes and the pedigree, with no factor)"},
+       context);
+}
 
 }  // namespace
 
@@ -145,7 +165,10 @@ inverse_block_result inverse_block(ija_matrix& m, const std::vector<int>& chosen
     morlo90_args args;
     args.perm = &perm;
     solver("import_perm", m, args);
-    solver("factorization", m);
+    solver("symbolic_fact", m);
+    check_factor_memory(solver.factor_storage() + solver.update_storage(), static_cast<std::int64_t>(m.ja.size()),
+                        settings.context);
+    solver("numeric_fact", m);
     const std::vector<std::int64_t> final_perm = solver.kelp()->permutation();
     for (std::int64_t q = 0; q < n; ++q) pinv[static_cast<std::size_t>(final_perm[static_cast<std::size_t>(q)])] = q;
     bool trailing = true;

@@ -230,6 +230,8 @@ std::int64_t kelp_factor::factor_nnz() const {
 
 std::int64_t kelp_factor::storage() const { return l_ ? static_cast<std::int64_t>(l_->xsize) : 0; }
 
+std::int64_t kelp_factor::update_storage() const { return l_ ? static_cast<std::int64_t>(l_->maxcsize) : 0; }
+
 std::int64_t kelp_factor::largest_supernode() const {
   std::int64_t w = 0;
   for (std::int64_t j = 0; j < supernodes(); ++j) w = std::max(w, supernode_of(l_, j).nscol);

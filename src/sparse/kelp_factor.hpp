@@ -70,6 +70,7 @@ class kelp_factor {
   void export_factor(ija8_matrix& u) const;  // U = F' (upper, rows of U = columns of F)
   std::int64_t factor_nnz() const;           // stored elements of F (lower triangle)
   std::int64_t storage() const;              // reals held for the factor (supernodal panels)
+  std::int64_t update_storage() const;       // reals of the largest update matrix of the factorisation
   std::int64_t supernodes() const;
   std::int64_t largest_supernode() const;    // most columns in one supernode (the panel size)
 

@@ -401,6 +401,11 @@ std::int64_t morlo90::factor_storage() const {
   return kelp_ ? kelp_->storage() : 0;
 }
 
+std::int64_t morlo90::update_storage() const {
+  if (step_ < morlo_step::symbolic || simplicial() || !kelp_) return 0;
+  return kelp_->update_storage();
+}
+
 double morlo90::logdet() const { return simplicial() ? ldl_logdet(ldl_) : kelp_->logdet(); }
 
 void morlo90::export_perm(const entry&, const morlo90_args& args) const {

@@ -90,6 +90,8 @@ class morlo90 {
   morlo_step step() const { return step_; }
   // Reals held by the factor in hand (supernodal panels, or L and D), 0 before the analysis.
   std::int64_t factor_storage() const;
+  // Reals of the largest update matrix the supernodal factorisation forms (0 for the simplicial).
+  std::int64_t update_storage() const;
   // The KELP factor in hand (null before an ordering with the KELP engine).
   const kelp_factor* kelp() const { return kelp_.get(); }
 

@@ -2,7 +2,12 @@
 // chosen rows pivoted last, against the dense inverse.
 #include "sparse/inverse_block.hpp"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
+#include <fstream>
 #include <numeric>
 
 #include "sparse_test_util.hpp"
@@ -74,6 +79,72 @@ TEST(inverse_block, a_matrix_not_positive_definite_stops_with_its_context) {
   expect_stops({{"indefinite", [&] { inverse_block(m, {1, 3}, {1, 0, "while inverting the test matrix"}); },
                  {"MORLO90 (KELP): An error occurred.", "cholmod_l_factorize: CHOLMOD status 1 (matrix not positive definite)",
                   "while inverting the test matrix"}}});
+}
+
+// A random graph's pattern fills in: its factor is dense in a block of about half its rows.
+// Upper IJA of order n, `degree` random neighbours a row, a dominant diagonal.
+ija_matrix random_graph(int n, int degree, unsigned seed) {
+  std::mt19937 rng(seed);
+  std::vector<std::vector<int>> upper(static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i)
+    for (int k = 0; k < degree; ++k) {
+      const int j = static_cast<int>(rng() % static_cast<unsigned>(n));
+      if (j != i) upper[static_cast<std::size_t>(std::min(i, j))].push_back(std::max(i, j));
+    }
+  ija_matrix m;
+  m.n = n;
+  m.ia.push_back(1);
+  for (auto& row : upper) {
+    std::sort(row.begin(), row.end());
+    row.erase(std::unique(row.begin(), row.end()), row.end());
+    m.ja.push_back(static_cast<int>(m.ia.size()));  // the diagonal, from 1
+    m.a.push_back(4.0 * degree);
+    for (int j : row) {
+      m.ja.push_back(j + 1);
+      m.a.push_back(-0.5);
+    }
+    m.ia.push_back(static_cast<int>(m.ja.size()) + 1);
+  }
+  return m;
+}
+
+// The process's address space now, in bytes (VmSize of /proc/self/status).
+std::uint64_t address_space() {
+  std::ifstream in("/proc/self/status");
+  std::string key;
+  std::uint64_t kb = 0;
+  while (in >> key)
+    if (key == "VmSize:" && in >> kb) return kb * 1024;
+  return 0;
+}
+
+// In a process of its own: factorises a matrix whose factor needs some 300 MB with 64 MB of
+// address space left; exits 7 when the run stops with the expected lines.
+[[noreturn]] void factor_beyond_the_limit() {
+  ija_matrix m = random_graph(8000, 6, 17);
+  const rlim_t limit = address_space() + (rlim_t{64} << 20);
+  const rlimit r{limit, limit};
+  setrlimit(RLIMIT_AS, &r);
+  try {
+    inverse_block(m, {1, 2, 3}, {1, 0, "while inverting the test matrix"});
+  } catch (const fatal_error& e) {
+    const std::vector<std::string>& l = e.lines();
+    const bool ok = l.size() == 6 &&
+                    l[0].rfind("Not enough memory for the Cholesky factor of the matrix: it needs ", 0) == 0 &&
+                    l[5] == "while inverting the test matrix";
+    std::fprintf(stderr, "%s\n", e.what());
+    _exit(ok ? 7 : 2);
+  }
+  _exit(0);
+}
+
+// Without the check CHOLMOD fails only when it allocates ("out of memory"), after the analysis.
+TEST(inverse_block, a_factor_that_cannot_fit_stops_before_the_factorisation_with_what_it_needs) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer's shadow memory needs the address space that the test limits";
+#endif
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process: no OpenMP threads forked
+  EXPECT_EXIT(factor_beyond_the_limit(), ::testing::ExitedWithCode(7), "Not enough memory for the Cholesky factor");
 }
 
 }  // namespace ventrel::sparse::testing
