@@ -36,6 +36,8 @@
 #                        shared machine's memory)
 #   BENCH_S5_SHAPES="generations"   the pedigree shapes of scenario 5 (e.g. "generations dairy
 #                        nucleus"; random mating's H-inverse has no sparse factor: 1.6e9 non-zeros)
+#   BENCH_S8_SHAPES="generations"   the pedigree shapes of scenario 8 (e.g. "generations dairy
+#                        random nucleus"; the comparison with the dense way on generations only)
 #   BENCH_SHAPES="generations dairy random nucleus"   the pedigree shapes of scenario 2 (see
 #                        bench_generate: 20 discrete generations; AI dairy; random mating with
 #                        overlapping generations; a small closed nucleus)
@@ -430,19 +432,33 @@ scenario7() {
 }
 
 scenario8() {
-  local s=$1 focal animals=1000000 dir size
+  local s=$1 shape
+  for shape in ${BENCH_S8_SHAPES:-generations}; do scenario8_shape "$s" "$shape"; done
+}
+
+# scenario8_shape SIZE SHAPE: row 8 (and 8.blocks, 8.dense) for the generations shape, row
+# 8.SHAPE for another (bench_generate shape=; random mating with 3,000 sires a generation).
+scenario8_shape() {
+  local s=$1 shape=$2 focal animals=1000000 dir size id=8 extra=()
   focal=$(echo "$s" | awk '{ print ($1 == 1) ? 10000 : ($1 == 2) ? 30000 : 100000 }')
   # The size column that the exponent reads: 3 + log4(focal / 100,000), so that the fitted
   # exponent is that of the time against the number of focal animals.
   size=$(awk -v f="$focal" 'BEGIN { printf "%.4f", 3 + log(f / 100000) / log(4) }')
   dir=$data/s8-$s
-  ensure_data "$dir" "animals=$animals" traits=2 "focal=$focal" se=exact inbreeding_method=6 || return
+  if [ "$shape" != generations ]; then
+    dir=$data/s8-$shape-$s
+    id=8.$shape
+    extra=("shape=$shape")
+    [ "$shape" = random ] && extra+=("sires=3000")
+  fi
+  ensure_data "$dir" "animals=$animals" traits=2 "focal=$focal" se=exact inbreeding_method=6 "${extra[@]}" || return
   [ "${BENCH_GENERATE_ONLY:-0}" = 1 ] && return 0
   whole_run "$dir"
   local target=""
   [ "$s" = 3 ] && target="< 120 s: $(verdict "$wall" 120); < 4 GiB: $(verdict "$peak" 4096)"
-  row 8 "se exact, Colleau, many focal (whole run)" "$(human "$focal") focal, $(human "$animals") animals" "$size" \
+  row "$id" "se exact, Colleau, many focal (whole run)${extra:+, $shape}" "$(human "$focal") focal, $(human "$animals") animals" "$size" \
     "$wall" "$peak" "$(rate "$focal" "$wall" "focal animals")" "$target" "$load"
+  [ "$shape" = generations ] || return 0
   # Both ways on the same focal animals: the dense one only where 8 m^2 bytes stay small.
   local dense=0
   [ "$focal" -le 30000 ] && dense=1
