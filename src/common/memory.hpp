@@ -8,10 +8,20 @@
 
 namespace ventrel {
 
-// Bytes the process may still allocate: the smaller of the system's available memory
-// (MemAvailable of /proc/meminfo) and what the address-space limit (ulimit -v) leaves beside the
-// process's present size. Empty when neither is known.
+// Bytes the process may still allocate: the smallest of the system's available memory
+// (MemAvailable of /proc/meminfo), what the address-space limit (ulimit -v) leaves beside the
+// process's present size, and what the memory limit of the process's control group leaves (a
+// batch scheduler's limit, as SLURM's --mem sets). Empty when none is known.
 std::optional<std::uint64_t> available_memory();
+
+// What the memory limits of the process's control group and of its ancestors leave: the
+// smallest limit less usage, the usage without the page cache (which the kernel reclaims before
+// it stops a process). cgroup v2 (memory.max, memory.current, "file" of memory.stat) and v1
+// (memory.limit_in_bytes, memory.usage_in_bytes, "total_cache" of memory.stat), read under
+// `root` + /proc/self/cgroup and `root` + /sys/fs/cgroup (root "": the system's own; tests give
+// a folder). A group that the mount does not show (in a container, whose mount is its own
+// group) is looked for up its path. Empty when no group has a limit.
+std::optional<std::uint64_t> cgroup_memory_left(const std::string& root = {});
 
 // A byte count for messages: "512 KiB", "3.4 MiB", "1862.6 GiB".
 std::string memory_size(double bytes);
