@@ -1,9 +1,12 @@
 // The genomic relationships of a single-step evaluation, in order.
 #include "genomic/single_step.hpp"
 
+#include <optional>
+
 #include "common/console.hpp"
 #include "common/fatal.hpp"
 #include "common/format.hpp"
+#include "common/memory.hpp"
 #include "genomic/genotype_xref.hpp"
 #include "genomic/genotypes.hpp"
 #include "genomic/hinverse_build.hpp"
@@ -31,6 +34,22 @@ void symmetrise(linalg::dense_matrix& a) {
 }
 
 std::string weight(double w) { return fmt_f(w, 12, 6); }
+
+// Stops before G is formed when the dense matrices of the genotyped animals cannot fit. Either
+// way to H among the focal animals holds four matrices of order n2 at once (G, A22 and a
+// factor or inverse of each), beside three of n2 x m and two of m x m; the genotypes are
+// already read. A lower bound: what it leaves out (work blocks, the pedigree) is small beside.
+void check_genomic_memory(std::int64_t n2, std::int64_t m) {
+  const std::optional<std::uint64_t> available = available_memory();
+  const double n = static_cast<double>(n2), f = static_cast<double>(m);
+  const double need = 8.0 * (4.0 * n * n + 3.0 * n * f + 2.0 * f * f);
+  if (!available || need <= static_cast<double>(*available)) return;
+  fatal({"Not enough memory for H from the genotypes: the relationships of the " + num(n2) + " genotyped and " + num(m) +
+             " focal animals need at least " + memory_size(need) + ", and " +
+             memory_size(static_cast<double>(*available)) + " are available",
+         "Alternatives: OPTION se approx (no relationships among focal animals), OPTION se boot (bootstrap),",
+         "or a machine with more memory"});
+}
 
 }  // namespace
 
@@ -73,6 +92,9 @@ std::vector<linalg::dense_matrix> single_step_focal_relationships(const single_s
     fatal({"No genotyped animal or no marker is left after quality control",
            "Lower OPTION marker_callrate, OPTION animal_callrate or OPTION min_maf"});
   report_parent_progeny_conflicts(g, level, parent_progeny_conflicts(g, kept, level, ped.ped));
+  std::int64_t focal = 0;
+  for (const auto& set : sets) focal += static_cast<std::int64_t>(set.size());
+  check_genomic_memory(static_cast<std::int64_t>(kept.animals.size()), focal);
 
   genomic_matrices mats = genomic_relationship_matrices(s, g, kept, level, ped, nthreads);
   const std::vector<std::int32_t>& glev = mats.levels;
