@@ -3,8 +3,13 @@
 
 #include <unistd.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
 
 namespace ventrel {
 
@@ -45,5 +50,50 @@ void progress::finish() {
   finished_ = true;
   std::fprintf(stderr, "\r%s: done\n", label_);
 }
+
+struct elapsed_progress::ticker {
+  std::string label;
+  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+  std::mutex m;
+  std::condition_variable cv;
+  bool stop = false;
+  bool shown_any = false;  // a line is on the terminal
+  std::thread thread;
+
+  long long seconds() const {
+    return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
+  }
+  void run() {
+    std::unique_lock<std::mutex> lock(m);
+    for (long long shown = 0; !cv.wait_for(lock, std::chrono::seconds(1), [this] { return stop; });) {
+      if (seconds() == shown) continue;
+      shown = seconds();
+      shown_any = true;
+      std::fprintf(stderr, "\r%s: %lld s", label.c_str(), shown);
+      std::fflush(stderr);
+    }
+  }
+};
+
+elapsed_progress::elapsed_progress(std::string_view label) {
+  if (::isatty(STDERR_FILENO) != 1) return;
+  t_ = std::make_unique<ticker>();
+  t_->label = std::string(label);
+  t_->thread = std::thread([t = t_.get()] { t->run(); });
+}
+
+void elapsed_progress::finish() {
+  if (!t_) return;
+  {
+    std::lock_guard<std::mutex> lock(t_->m);
+    t_->stop = true;
+  }
+  t_->cv.notify_one();
+  t_->thread.join();
+  if (t_->shown_any) std::fprintf(stderr, "\r%s: %lld s\n", t_->label.c_str(), t_->seconds());
+  t_.reset();
+}
+
+elapsed_progress::~elapsed_progress() { finish(); }
 
 }  // namespace ventrel

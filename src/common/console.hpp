@@ -2,6 +2,7 @@
 // order of messages, report and fatal stops is the order of the calls.
 #pragma once
 
+#include <memory>
 #include <string_view>
 
 namespace ventrel {
@@ -29,6 +30,22 @@ class progress {
   long long total_;
   int last_percent_ = -1;
   char label_[64] = {};
+};
+
+// The time a long phase has taken so far, for a phase whose own progress is unknown (one call
+// into a library), on standard error only when it is a terminal: "label: 12 s", rewritten each
+// second by a thread of its own; finish() (or the destructor, on a stop too) ends the line.
+class elapsed_progress {
+ public:
+  explicit elapsed_progress(std::string_view label);
+  void finish();
+  ~elapsed_progress();
+  elapsed_progress(const elapsed_progress&) = delete;
+  elapsed_progress& operator=(const elapsed_progress&) = delete;
+
+ private:
+  struct ticker;
+  std::unique_ptr<ticker> t_;  // null when standard error is not a terminal, or once finished
 };
 
 }  // namespace ventrel

@@ -140,6 +140,7 @@ inverse_block_result inverse_block(ija_matrix& m, const std::vector<int>& chosen
   if (out.k == 0) return out;
   const std::int64_t n = m.n, k = out.k, first = n - k;  // the trailing block: pivots first..n-1
 
+  elapsed_progress shown("sparse factorisation");
   std::vector<int> perm;
   {
     std::vector<std::int64_t> pointers;
@@ -196,6 +197,7 @@ inverse_block_result inverse_block(ija_matrix& m, const std::vector<int>& chosen
     }
   }
   solver("reset", m);
+  shown.finish();
   const double t1 = omp_get_wtime();
   if (LAPACKE_dpotri(LAPACK_COL_MAJOR, 'L', static_cast<int>(k), out.z.data(), static_cast<int>(k)) != 0)
     stop({"MORLO90 (KELP): An error occurred.", "inverse_block: the trailing factor is singular"}, settings.context);
