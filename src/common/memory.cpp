@@ -109,6 +109,12 @@ std::optional<std::uint64_t> available_memory() {
   return least;
 }
 
+std::optional<std::string> lacking_memory(double need) {
+  const std::optional<std::uint64_t> available = available_memory();
+  if (!available || need <= static_cast<double>(*available)) return std::nullopt;
+  return memory_size(need) + ", and " + memory_size(static_cast<double>(*available)) + " are available";
+}
+
 std::string memory_size(double bytes) {
   const char* units[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
   int u = 0;

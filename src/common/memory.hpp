@@ -23,6 +23,10 @@ std::optional<std::uint64_t> available_memory();
 // group) is looked for up its path. Empty when no group has a limit.
 std::optional<std::uint64_t> cgroup_memory_left(const std::string& root = {});
 
+// When `need` bytes do not fit in available_memory(): "<need>, and <available> are available",
+// the end of a stop's message. Empty when they fit or nothing is known.
+std::optional<std::string> lacking_memory(double need);
+
 // A byte count for messages: "512 KiB", "3.4 MiB", "1862.6 GiB".
 std::string memory_size(double bytes);
 

@@ -40,13 +40,11 @@ std::string weight(double w) { return fmt_f(w, 12, 6); }
 // factor or inverse of each), beside three of n2 x m and two of m x m; the genotypes are
 // already read. A lower bound: what it leaves out (work blocks, the pedigree) is small beside.
 void check_genomic_memory(std::int64_t n2, std::int64_t m) {
-  const std::optional<std::uint64_t> available = available_memory();
   const double n = static_cast<double>(n2), f = static_cast<double>(m);
-  const double need = 8.0 * (4.0 * n * n + 3.0 * n * f + 2.0 * f * f);
-  if (!available || need <= static_cast<double>(*available)) return;
+  const std::optional<std::string> lacking = lacking_memory(8.0 * (4.0 * n * n + 3.0 * n * f + 2.0 * f * f));
+  if (!lacking) return;
   fatal({"Not enough memory for H from the genotypes: the relationships of the " + num(n2) + " genotyped and " + num(m) +
-             " focal animals need at least " + memory_size(need) + ", and " +
-             memory_size(static_cast<double>(*available)) + " are available",
+             " focal animals need at least " + *lacking,
          "Alternatives: OPTION se approx (no relationships among focal animals), OPTION se boot (bootstrap),",
          "or a machine with more memory"});
 }

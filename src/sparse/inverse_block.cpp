@@ -40,11 +40,10 @@ constexpr std::int64_t max_dense_rows = 10000;
 // of the factor and of its largest update matrix; beside them the factorisation holds a
 // permuted copy of the matrix's `nnz` elements (a value and an index each).
 void check_factor_memory(std::int64_t storage, std::int64_t nnz, const std::string& context) {
-  const std::optional<std::uint64_t> available = available_memory();
-  const double need = 8.0 * static_cast<double>(storage) + 16.0 * static_cast<double>(nnz);
-  if (!available || need <= static_cast<double>(*available)) return;
-  stop({"Not enough memory for the Cholesky factor of the matrix: it needs " + memory_size(need) + ", and " +
-            memory_size(static_cast<double>(*available)) + " are available",
+  const std::optional<std::string> lacking =
+      lacking_memory(8.0 * static_cast<double>(storage) + 16.0 * static_cast<double>(nnz));
+  if (!lacking) return;
+  stop({"Not enough memory for the Cholesky factor of the matrix: it needs " + *lacking,
         "The factor of this pattern is dense in large blocks (matings spread over many parents, as with random",
         "mating, do this). Alternatives: OPTION se approx or OPTION se boot (no relationships among focal",
         "animals), or for a single-step evaluation OPTION SNP_file without OPTION H_focal inverse (the",

@@ -166,8 +166,6 @@ statistics::ebv_pev read_pev(const se_phase_input& in, const focal_set& set, int
 // workspace of 4 values per animal), one set at a time. Beside them the traces' work vectors,
 // about 100 per animal, and the column sums, 7 per animal and trait.
 void check_exact_memory(const se_phase_input& in, bool inverse) {
-  const std::optional<std::uint64_t> available = available_memory();
-  if (!available) return;
   double need = 0.0;
   const focal_set* largest = nullptr;
   for (const focal_set& s : in.sets) {
@@ -181,12 +179,12 @@ void check_exact_memory(const se_phase_input& in, bool inverse) {
     need = inverse ? need + bytes : std::max(need, bytes);
     if (!largest || s.n > largest->n) largest = &s;
   }
-  if (!largest || need <= static_cast<double>(*available)) return;
+  const std::optional<std::string> lacking = largest ? lacking_memory(need) : std::nullopt;
+  if (!lacking) return;
   const std::string who = in.sets.size() == 1 ? "the " + num(largest->n) + " focal animals of validation set file " + largest->file
                                                : "the focal animals (largest set: " + num(largest->n) + " animals of " +
                                                      largest->file + ")";
-  fatal({"Not enough memory for OPTION se exact: the relationships among " + who + " need " + memory_size(need) +
-             ", and " + memory_size(static_cast<double>(*available)) + " are available",
+  fatal({"Not enough memory for OPTION se exact: the relationships among " + who + " need " + *lacking,
          "Alternatives: OPTION se approx (no relationships among focal animals), OPTION se boot (bootstrap),",
          "a smaller validation set, or a machine with more memory"});
 }
