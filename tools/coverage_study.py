@@ -229,13 +229,23 @@ def focal_relationships(folder, focal):
     return a_focal
 
 
+def centred(v):
+    """J v J for a symmetric m x m list of rows (J = I - 11'/m)."""
+    m = len(v)
+    row = [sum(r) / m for r in v]
+    grand = sum(row) / m
+    return [[v[i][j] - row[i] - row[j] + grand for j in range(m)] for i in range(m)]
+
+
 def variance_check(folder, pec_folder, animal_effect, s2):
     """Two parts of se exact's model, measured on one replicate (focal animals, partial EBVs p,
     centred x = J p, A from the simulated pedigree, C_w and C_p from the ebv_pev and pec files):
     - the variance of the partial EBVs that se exact assumes, E[S_pp] = tr(J Vp J) / m with
       Vp = s2 A - C_p, against the observed S_pp = x'x / m;
     - x'Dx and 1'D1 with D = C_p - C_w from the pec files, and with the off-diagonal of D built
-      from accuracies, s2 a_ij (r_w,i r_w,j - r_p,i r_p,j), as se exact does without pec files."""
+      from accuracies, s2 a_ij (r_w,i r_w,j - r_p,i r_p,j), as se exact does without pec files;
+    - the shares of the bias's and the reliability's sampling variances that lie within sire
+      families, the most that resampling whole families can see."""
     focal = [int(r[0]) for r in read_columns(os.path.join(folder, "validation.txt"), False)]
     m = len(focal)
     index = {a: k for k, a in enumerate(focal)}
@@ -254,6 +264,7 @@ def variance_check(folder, pec_folder, animal_effect, s2):
 
     c_p, c_w = pec_matrix("partial"), pec_matrix("whole")
     v = [[s2 * a_focal[i][j] - c_p[i][j] for j in range(m)] for i in range(m)]
+    vw = [[s2 * a_focal[i][j] - c_w[i][j] for j in range(m)] for i in range(m)]
     expected = sum(v[i][i] for i in range(m)) / m - sum(map(sum, v)) / (m * m)
     p = {}
     for r in read_columns(os.path.join(folder, "solutions_partial"), True):
@@ -276,8 +287,23 @@ def variance_check(folder, pec_folder, animal_effect, s2):
             xdx_acc += x[i] * x[j] * d_acc
             one_pec += d_pec
             one_acc += d_acc
+    # The shares of the bias's variance (1'D1) and of the reliability's ((tPP + tPW), P = J Vp J,
+    # W = J Vw J, the model's moments unscaled) that lie within sire families: pairs of focal
+    # animals with the same sire, the diagonal included.
+    sire = {int(r[0]): int(r[1]) for r in read_columns(os.path.join(folder, "true_bv.txt"), False)}
+    family = [sire[a] for a in focal]
+    pp, ww = centred(v), centred(vw)
+    one_within = rel_all = rel_within = 0.0
+    for i in range(m):
+        for j in range(m):
+            t = pp[i][j] * (pp[i][j] + ww[i][j])
+            rel_all += t
+            if family[i] == family[j]:
+                one_within += c_p[i][j] - c_w[i][j]
+                rel_within += t
     return {"spp_model": expected, "spp_observed": sum(t * t for t in x) / m,
-            "xdx_pec": xdx_pec, "xdx_acc": xdx_acc, "one_pec": one_pec, "one_acc": one_acc}
+            "xdx_pec": xdx_pec, "xdx_acc": xdx_acc, "one_pec": one_pec, "one_acc": one_acc,
+            "within_bias": one_within / one_pec, "within_reliability": rel_within / rel_all}
 
 
 def one_replicate(args, scenario, seed, check):
@@ -402,6 +428,13 @@ def summarise(results, out, methods):
                                       mean([r["xdx_acc"] for r in checked]) / mean([r["xdx_pec"] for r in checked]),
                                       mean([r["one_pec"] for r in checked]), mean([r["one_acc"] for r in checked]),
                                       mean([r["one_acc"] for r in checked]) / mean([r["one_pec"] for r in checked])))
+        out.append("")
+        wb = mean([r["within_bias"] for r in checked])
+        wr = mean([r["within_reliability"] for r in checked])
+        out.append("Share of the sampling variance within sire families (pairs of focal animals with the same "
+                   "sire; a method that takes the families as independent can report at most its square root "
+                   "times the true SD): bias, 1'D1, %.2f (%.2f); reliability, tPP + tPW at the model's unscaled "
+                   "moments, %.2f (%.2f)." % (wb, math.sqrt(wb), wr, math.sqrt(wr)))
         out.append("")
 
 
