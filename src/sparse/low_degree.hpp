@@ -1,0 +1,28 @@
+// Rows of at most two neighbours eliminated ahead of a sparse factorisation. In the inverse
+// relationship matrix of a pedigree most rows are animals without progeny, whose only
+// neighbours are their two parents, themselves neighbours as mates: eliminating such a row
+// changes three elements of the parents and fills nothing. The block of the inverse among the
+// rows kept is the same for the reduced matrix (the Schur complement) as for the whole, and the
+// factorisation then works on far fewer columns.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "sparse/ija_matrix.hpp"
+
+namespace ventrel::sparse {
+
+struct reduced_matrix {
+  ija_matrix m;           // the Schur complement on the rows kept, upper IJA, rows 1..n'
+  std::vector<int> kept;  // kept[q] = row of m's original (from 1) of reduced row q+1
+};
+
+// Eliminates, one after another, the rows that are not marked in `keep` (size m.n+1, by row from
+// 1) and have at most two off-diagonal neighbours left, the two being neighbours themselves, so
+// that nothing fills in; a row whose pivot is not positive is kept (the factorisation then says
+// that the matrix is not positive definite). Rows freed by an elimination are taken in turn.
+// m is left as it is. Returns an empty `kept` when no row was eliminated.
+reduced_matrix eliminate_low_degree(const ija_matrix& m, const std::vector<char>& keep);
+
+}  // namespace ventrel::sparse

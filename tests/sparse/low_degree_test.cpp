@@ -1,0 +1,83 @@
+// Rows of at most two neighbours eliminated ahead of the factorisation, against the dense
+// inverse: the reduced matrix's inverse is the block of the whole inverse among the rows kept.
+#include "sparse/low_degree.hpp"
+
+#include "sparse_test_util.hpp"
+
+namespace ventrel::sparse::testing {
+namespace {
+
+std::vector<char> marks(int n, const std::vector<int>& rows) {
+  std::vector<char> keep(static_cast<std::size_t>(n) + 1, 0);
+  for (int r : rows) keep[static_cast<std::size_t>(r)] = 1;
+  return keep;
+}
+
+// The inverse of the reduced matrix against the block of the dense inverse of d.
+void expect_schur_complement(const linalg::dense_matrix& d, const reduced_matrix& r, double tol) {
+  ASSERT_TRUE(well_formed_ija(r.m));
+  ASSERT_EQ(static_cast<std::size_t>(r.m.n), r.kept.size());
+  const linalg::dense_matrix whole = reference::dense_spd_inverse(d);
+  const linalg::dense_matrix part = reference::dense_spd_inverse(dense_of(r.m));
+  double worst = 0.0;
+  for (int q = 0; q < r.m.n; ++q)
+    for (int s = 0; s < r.m.n; ++s)
+      worst = std::max(worst, std::fabs(part(q, s) - whole(r.kept[static_cast<std::size_t>(q)] - 1,
+                                                           r.kept[static_cast<std::size_t>(s)] - 1)));
+  EXPECT_LT(worst, tol);
+}
+
+linalg::dense_matrix tridiagonal(int n) {
+  linalg::dense_matrix d(n, n);
+  for (int i = 0; i < n; ++i) {
+    d(i, i) = 3.0 + 0.1 * i;
+    if (i + 1 < n) d(i, i + 1) = d(i + 1, i) = -1.0 + 0.05 * i;
+  }
+  return d;
+}
+
+}  // namespace
+
+TEST(eliminate_low_degree, a_pedigree_inverse_loses_its_animals_without_progeny_and_keeps_its_inverse_block) {
+  const linalg::dense_matrix d = pedigree_inverse(300, 7);
+  const std::vector<int> chosen{299, 5, 150, 151, 2};
+  const ija_matrix m = ija_of(d);
+  const reduced_matrix r = eliminate_low_degree(m, marks(300, chosen));
+  ASSERT_FALSE(r.kept.empty());
+  EXPECT_LT(r.m.n, 200) << "most animals have no progeny";
+  for (int c : chosen) EXPECT_TRUE(std::binary_search(r.kept.begin(), r.kept.end(), c)) << c;
+  expect_schur_complement(d, r, 1e-10);
+}
+
+TEST(eliminate_low_degree, rows_freed_by_an_elimination_follow_and_nothing_fills_in) {
+  // A chain: every row but the kept one goes, from both ends inwards.
+  const linalg::dense_matrix chain = tridiagonal(6);
+  for (int kept : {6, 3}) {
+    const reduced_matrix r = eliminate_low_degree(ija_of(chain), marks(6, {kept}));
+    ASSERT_EQ(r.kept, std::vector<int>{kept});
+    expect_schur_complement(chain, r, 1e-13);
+  }
+  // A cycle of four: each row's two neighbours are not neighbours, so eliminating it would fill
+  // in; nothing goes until a chord joins them.
+  linalg::dense_matrix cycle = tridiagonal(4);
+  cycle(0, 3) = cycle(3, 0) = -0.5;
+  EXPECT_TRUE(eliminate_low_degree(ija_of(cycle), marks(4, {})).kept.empty());
+  cycle(0, 2) = cycle(2, 0) = 0.3;  // rows 2 and 4 now have neighbours 1 and 3, which touch
+  const reduced_matrix r = eliminate_low_degree(ija_of(cycle), marks(4, {1}));
+  ASSERT_FALSE(r.kept.empty());
+  EXPECT_EQ(r.kept.front(), 1);
+  expect_schur_complement(cycle, r, 1e-13);
+}
+
+TEST(eliminate_low_degree, a_row_whose_pivot_is_not_positive_stays_for_the_factorisation_to_refuse) {
+  linalg::dense_matrix d(2, 2);
+  d(0, 0) = 4.0;
+  d(0, 1) = d(1, 0) = 1.0;
+  d(1, 1) = -1.0;
+  const reduced_matrix r = eliminate_low_degree(ija_of(d), marks(2, {}));
+  ASSERT_EQ(r.kept, std::vector<int>{2});
+  ASSERT_EQ(r.m.a.size(), 1u);
+  EXPECT_DOUBLE_EQ(r.m.a[0], -1.25) << "row 1 eliminated into row 2, which is not then eliminated";
+}
+
+}  // namespace ventrel::sparse::testing
