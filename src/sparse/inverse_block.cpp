@@ -16,7 +16,6 @@
 #include "common/memory.hpp"
 #include "sparse/cholmod_session.hpp"
 #include "sparse/kelp_factor.hpp"
-#include "sparse/low_degree.hpp"
 #include "sparse/morlo90.hpp"
 
 namespace ventrel::sparse {
@@ -134,9 +133,7 @@ std::vector<std::int64_t> order_chosen_last(const upper_csr& a, const std::vecto
   return perm;
 }
 
-namespace {
-
-inverse_block_result factorised_block(ija_matrix& m, const std::vector<int>& chosen, const inverse_block_settings& settings) {
+inverse_block_result inverse_block(ija_matrix& m, const std::vector<int>& chosen, const inverse_block_settings& settings) {
   inverse_block_result out;
   out.k = static_cast<std::int64_t>(chosen.size());
   if (out.k == 0) return out;
@@ -207,27 +204,6 @@ inverse_block_result factorised_block(ija_matrix& m, const std::vector<int>& cho
   out.place.resize(chosen.size());
   for (std::size_t q = 0; q < chosen.size(); ++q) out.place[q] = pinv[static_cast<std::size_t>(chosen[q] - 1)] - first;
   return out;
-}
-
-}  // namespace
-
-inverse_block_result inverse_block(ija_matrix& m, const std::vector<int>& chosen, const inverse_block_settings& settings) {
-  if (chosen.empty()) return {};
-  // Rows of at most two neighbours (animals without progeny in a pedigree's inverse) are
-  // eliminated first: the block among the chosen rows is that of the Schur complement.
-  std::vector<char> keep(static_cast<std::size_t>(m.n) + 1, 0);
-  for (int c : chosen) keep[static_cast<std::size_t>(c)] = 1;
-  reduced_matrix r = eliminate_low_degree(m, keep);
-  if (r.kept.empty()) return factorised_block(m, chosen, settings);
-  if (settings.msg_level > 0) say("* rows eliminated ahead of the factorisation: " + num(m.n - r.m.n));
-  keep = std::vector<char>();
-  std::vector<int> place(static_cast<std::size_t>(m.n) + 1, 0);
-  for (std::size_t q = 0; q < r.kept.size(); ++q) place[static_cast<std::size_t>(r.kept[q])] = static_cast<int>(q) + 1;
-  std::vector<int> reduced_chosen(chosen.size());
-  for (std::size_t q = 0; q < chosen.size(); ++q) reduced_chosen[q] = place[static_cast<std::size_t>(chosen[q])];
-  place = std::vector<int>();
-  r.kept = std::vector<int>();
-  return factorised_block(r.m, reduced_chosen, settings);
 }
 
 }  // namespace ventrel::sparse

@@ -21,8 +21,10 @@ struct reduced_matrix {
 // Eliminates, one after another, the rows that are not marked in `keep` (size m.n+1, by row from
 // 1) and have at most two off-diagonal neighbours left, the two being neighbours themselves, so
 // that nothing fills in; a row whose pivot is not positive is kept (the factorisation then says
-// that the matrix is not positive definite). Rows freed by an elimination are taken in turn.
-// m is left as it is. Returns an empty `kept` when no row was eliminated.
+// that the matrix is not positive definite), and so is a row that starts with more than 64
+// neighbours. Rows freed by an elimination are taken in turn. m is left as it is. Memory beside
+// the result: O(n) and the elements of the rows that may go. Returns an empty `kept` when no
+// row was eliminated.
 reduced_matrix eliminate_low_degree(const ija_matrix& m, const std::vector<char>& keep);
 
 }  // namespace ventrel::sparse
