@@ -38,18 +38,16 @@ reduced_matrix eliminate_low_degree(const ija_matrix& m, const std::vector<char>
       ++degree[static_cast<std::size_t>(i)];
       ++degree[static_cast<std::size_t>(j)];
     }
-  const auto listed = [&](int j) {
-    return !keep[static_cast<std::size_t>(j)] && degree[static_cast<std::size_t>(j)] <= max_start_degree;
-  };
+  std::vector<char> may_go(static_cast<std::size_t>(n) + 1, 0);
+  for (int j = 1; j <= n; ++j)
+    may_go[static_cast<std::size_t>(j)] = !keep[static_cast<std::size_t>(j)] && degree[static_cast<std::size_t>(j)] <= max_start_degree;
   std::vector<int> cptr(static_cast<std::size_t>(n) + 2, 0);
   for (int i = 1; i <= n; ++i)
     for (int e = begin(i); e < end(i); ++e)
-      if (const int j = col(e); j != i && listed(j)) ++cptr[static_cast<std::size_t>(j) + 1];
+      if (const int j = col(e); j != i && may_go[static_cast<std::size_t>(j)]) ++cptr[static_cast<std::size_t>(j) + 1];
   for (int j = 1; j <= n; ++j) cptr[static_cast<std::size_t>(j) + 1] += cptr[static_cast<std::size_t>(j)];
   std::vector<int> crow(static_cast<std::size_t>(cptr[static_cast<std::size_t>(n) + 1]));
   std::vector<int> cpos(crow.size());
-  std::vector<char> may_go(static_cast<std::size_t>(n) + 1, 0);
-  for (int j = 1; j <= n; ++j) may_go[static_cast<std::size_t>(j)] = listed(j);
   {
     std::vector<int> next(cptr.begin(), cptr.end() - 1);
     for (int i = 1; i <= n; ++i)
@@ -80,8 +78,8 @@ reduced_matrix eliminate_low_degree(const ija_matrix& m, const std::vector<char>
   int eliminated = 0;
   for (std::size_t h = 0; h < ready.size(); ++h) {
     const int k = ready[h];
-    if (gone[static_cast<std::size_t>(k)] || !free_row(k) || diag[static_cast<std::size_t>(k)] < 0) continue;
-    const double pivot = dval[static_cast<std::size_t>(k)];
+    if (gone[static_cast<std::size_t>(k)] || !free_row(k)) continue;
+    const double pivot = dval[static_cast<std::size_t>(k)];  // 0 without a diagonal element
     if (!(pivot > 0.0)) continue;
     // The neighbours left: as many as degree counts, at most two.
     int nb[2] = {0, 0}, at[2] = {0, 0}, c = 0;

@@ -15,7 +15,7 @@ namespace ventrel::sparse {
 
 struct reduced_matrix {
   ija_matrix m;           // the Schur complement on the rows kept, upper IJA, rows 1..n'
-  std::vector<int> kept;  // kept[q] = row of m's original (from 1) of reduced row q+1
+  std::vector<int> kept;  // kept[q] = the original row (from 1) of reduced row q+1
 };
 
 // Eliminates, one after another, the rows that are not marked in `keep` (size m.n+1, by row from
