@@ -144,13 +144,10 @@ reduced_matrix eliminate_low_degree(const ija_matrix& m, const std::vector<char>
     for (int e = begin(i); e < end(i); ++e)
       if (const int j = col(e); !gone[static_cast<std::size_t>(j)]) {
         r.ja[static_cast<std::size_t>(at)] = place[static_cast<std::size_t>(j)];
-        r.a[static_cast<std::size_t>(at++)] = m.a[static_cast<std::size_t>(e)];
+        r.a[static_cast<std::size_t>(at++)] = j == i ? dval[static_cast<std::size_t>(i)] : m.a[static_cast<std::size_t>(e)];
       }
   }
-  // The changed values in place: a kept row's diagonal leads its row.
-  for (int q = 1; q <= r.n; ++q)
-    if (const int i = out.kept[static_cast<std::size_t>(q) - 1]; diag[static_cast<std::size_t>(i)] >= 0)
-      r.a[static_cast<std::size_t>(r.ia[static_cast<std::size_t>(q) - 1]) - 1] = dval[static_cast<std::size_t>(i)];
+  // The joined elements that changed, at their new places.
   for (const auto& [e, rv] : joined) {
     const int i = rv.first, j = col(static_cast<int>(e));
     if (gone[static_cast<std::size_t>(i)] || gone[static_cast<std::size_t>(j)]) continue;
