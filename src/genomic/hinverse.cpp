@@ -286,27 +286,28 @@ void fill_from_block(sparse::ija_matrix& m, const std::vector<std::vector<int>>&
 std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& in_sets,
                                                             const inverse_settings& settings, const std::string& what) {
   // Animals in no set that have at most two neighbours, themselves neighbours (animals without
-  // progeny, next to their parents, who are mates), go first: m becomes the Schur complement on
-  // the rows kept, whose inverse has the same elements among them, and the sets are renumbered.
-  // The factorisation then works on far fewer columns.
+  // progeny, next to their parents, who are mates; then parents whose progeny have gone), go
+  // first: m becomes the Schur complement on the rows kept, whose inverse has the same elements
+  // among them, and the sets are renumbered. The factorisation then works on far fewer columns.
   std::vector<std::vector<int>> renumbered;
   {
     std::vector<char> keep(static_cast<std::size_t>(m.n) + 1, 0);
     for (const auto& s : in_sets)
       for (int lev : s)
         if (lev >= 1 && lev <= m.n) keep[static_cast<std::size_t>(lev)] = 1;
-    sparse::reduced_matrix r = sparse::eliminate_low_degree(m, keep);
+    const int whole = m.n;
+    sparse::reduced_matrix r = sparse::eliminate_low_degree(std::move(m), keep);
+    m = std::move(r.m);
     if (!r.kept.empty()) {
-      if (settings.msg_level > 0) say("* rows eliminated ahead of the factorisation: " + num(m.n - r.m.n));
-      std::vector<int> place(static_cast<std::size_t>(m.n) + 1, 0);
+      if (settings.msg_level > 0) say("* rows eliminated ahead of the factorisation: " + num(whole - m.n));
+      std::vector<int> place(static_cast<std::size_t>(whole) + 1, 0);
       for (std::size_t q = 0; q < r.kept.size(); ++q) place[static_cast<std::size_t>(r.kept[q])] = static_cast<int>(q) + 1;
       for (const auto& s : in_sets) {
         std::vector<int> t(s.size());  // a level outside the matrix stays outside it (0)
         for (std::size_t q = 0; q < s.size(); ++q)
-          t[q] = s[q] >= 1 && s[q] <= m.n ? place[static_cast<std::size_t>(s[q])] : 0;
+          t[q] = s[q] >= 1 && s[q] <= whole ? place[static_cast<std::size_t>(s[q])] : 0;
         renumbered.push_back(std::move(t));
       }
-      m = std::move(r.m);
     }
   }
   const std::vector<std::vector<int>>& sets = renumbered.empty() ? in_sets : renumbered;

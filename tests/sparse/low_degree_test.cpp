@@ -2,6 +2,7 @@
 // inverse: the reduced matrix's inverse is the block of the whole inverse among the rows kept.
 #include "sparse/low_degree.hpp"
 
+#include "reference/tabular_a.hpp"
 #include "sparse_test_util.hpp"
 
 namespace ventrel::sparse::testing {
@@ -47,6 +48,56 @@ TEST(eliminate_low_degree, a_pedigree_inverse_loses_its_animals_without_progeny_
   EXPECT_LT(r.m.n, 200) << "most animals have no progeny";
   for (int c : chosen) EXPECT_TRUE(std::binary_search(r.kept.begin(), r.kept.end(), c)) << c;
   expect_schur_complement(d, r, 1e-10);
+}
+
+TEST(eliminate_low_degree, mates_whose_common_progeny_have_gone_are_neighbours_no_more) {
+  // An inbred pedigree of overlapping generations: the elements joining mates cancel as their
+  // progeny go (to rounding, the sampling variances being inexact in binary), which frees the
+  // parents in turn, so that only ancestors of the rows kept can stay.
+  std::mt19937 rng(11);
+  const int n = 240;
+  reference::tabular_pedigree ped;
+  ped.parents.assign(n + 1, {0, 0});
+  for (int a = 31; a <= n; ++a) {
+    const int lo = std::max(1, a - 60);
+    ped.parents[a] = {lo + static_cast<int>(rng() % static_cast<unsigned>(a - lo)), 0};
+    if (rng() % 5 != 0) ped.parents[a][1] = lo + static_cast<int>(rng() % static_cast<unsigned>(a - lo));
+    if (ped.parents[a][1] == ped.parents[a][0]) ped.parents[a][1] = 0;
+  }
+  const std::vector<double> f = reference::tabular_inbreeding(ped);
+  std::vector<int> sire(n), dam(n);
+  std::vector<double> dvar(n);
+  for (int a = 1; a <= n; ++a) {
+    sire[a - 1] = ped.parents[a][0];
+    dam[a - 1] = ped.parents[a][1];
+    dvar[a - 1] = 1.0;
+    for (int p : ped.parents[a])
+      if (p > 0) dvar[a - 1] -= 0.25 * (1.0 + f[static_cast<std::size_t>(p)]);
+  }
+  ASSERT_GT(*std::max_element(f.begin(), f.end()), 0.05);
+  const linalg::dense_matrix d = henderson_inverse(sire, dam, dvar);
+  const std::vector<int> chosen{n, n - 3, n - 40};
+  std::vector<char> ancestor(n + 1, 0);
+  for (int a = n; a >= 1; --a)
+    if (ancestor[a] || std::find(chosen.begin(), chosen.end(), a) != chosen.end())
+      for (int p : ped.parents[a]) ancestor[p > 0 ? p : 0] = 1;
+  const reduced_matrix r = eliminate_low_degree(ija_of(d), marks(n, chosen));
+  ASSERT_FALSE(r.kept.empty());
+  for (int a : r.kept)
+    EXPECT_TRUE(ancestor[a] || std::find(chosen.begin(), chosen.end(), a) != chosen.end()) << a << " stayed";
+  expect_schur_complement(d, r, 1e-10);
+
+  // Rows 3 and 4 both join rows 1 and 2: eliminating 3 cancels element (1,2), eliminating 4
+  // then makes it -0.25, and it must be in the reduced matrix.
+  linalg::dense_matrix two(4, 4);
+  for (int i = 0; i < 4; ++i) two(i, i) = 4.0;
+  for (int k : {2, 3})
+    for (int i : {0, 1}) two(i, k) = two(k, i) = 1.0;
+  two(0, 1) = two(1, 0) = 0.25;
+  const reduced_matrix back = eliminate_low_degree(ija_of(two), marks(4, {1, 2}));
+  ASSERT_EQ(back.kept, (std::vector<int>{1, 2}));
+  EXPECT_DOUBLE_EQ(getm_ija(back.m, 1, 2), -0.25);
+  expect_schur_complement(two, back, 1e-13);
 }
 
 TEST(eliminate_low_degree, random_pedigrees_with_a_genomic_block_keep_the_inverse_among_the_rows_kept) {
