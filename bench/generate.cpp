@@ -23,6 +23,9 @@
 //   genotyped [0]       genotyped animals (half of the youngest generation, half of the one
 //                       before): writes Hinv.txt (A-inverse plus 0.5 I + 0.01 J on the genotyped)
 //                       and OPTION readHInverse; the focal animals are then the youngest genotyped
+//   hinv_inbred [0]     1: the A-inverse of Hinv.txt with the parents' inbreeding (by Henderson's
+//                       rules with the Mendelian variances 1 - (2 + F_s + F_d)/4); else without
+//   hinv_digits [0]     significant digits of Hinv.txt's values; 0: as many as read back exactly
 //   markers [0]         with genotyped: that many markers dropped through the pedigree, written
 //                       as snp.txt (+ .xref) with OPTION SNP_file instead of Hinv.txt, and as
 //                       snp.bed/.bim/.fam for PLINK; focal = the first `focal` of the youngest
@@ -45,6 +48,7 @@
 #include <vector>
 
 #include "generate_population.hpp"
+#include "pedigree/inbreeding.hpp"
 #include "genotype_sim.hpp"
 #include "text_writer.hpp"
 
@@ -61,6 +65,8 @@ struct options {
   std::int64_t focal = 10000;
   std::int64_t genotyped = 0;
   std::int32_t markers = 0;
+  bool hinv_inbred = false;
+  int hinv_digits = 0;
   std::string pedigree = "full";
   std::string se = "none";
   int nrepboot = 10000;
@@ -143,6 +149,8 @@ options parse(int argc, char** argv) {
   take("focal", o.focal);
   take("genotyped", o.genotyped);
   take("markers", o.markers);
+  take("hinv_inbred", o.hinv_inbred);
+  take("hinv_digits", o.hinv_digits);
   take("pedigree", o.pedigree);
   take("se", o.se);
   take("nrepboot", o.nrepboot);
@@ -323,20 +331,29 @@ void write_boot_table(const options& o, const population& p, const std::vector<d
   }
 }
 
-// H-inverse: A-inverse by Henderson's rules (the inbreeding of the parents neglected), each
-// element once, then 0.5 I + 0.01 J over the genotyped animals (pairs that A-inverse also holds
-// are given twice; the reader sums them). Returns the number of lines.
+// H-inverse: A-inverse by Henderson's rules (the inbreeding of the parents neglected unless
+// hinv_inbred), each element once, then 0.5 I + 0.01 J over the genotyped animals (pairs that
+// A-inverse also holds are given twice; the reader sums them). Returns the number of lines.
 std::int64_t write_hinverse(const options& o, const population& p, std::vector<std::int32_t> genotyped) {
   struct element {
     std::int32_t i, j;
     double v;
   };
+  std::vector<double> f(static_cast<std::size_t>(p.n) + 1, 0.0);
+  if (o.hinv_inbred) {
+    ventrel::pedigree::pedigree_table ped(static_cast<std::size_t>(p.n) + 1);
+    for (std::int64_t a = 1; a <= p.n; ++a)
+      ped[static_cast<std::size_t>(a)] = {p.sire[static_cast<std::size_t>(a)], p.dam[static_cast<std::size_t>(a)]};
+    ventrel::pedigree::inbreeding_options io;
+    io.method = 6;
+    ventrel::pedigree::compute_inbreeding(ped, f, io);
+  }
+  const auto self = [&](std::int32_t q) { return q > 0 ? 1.0 + f[static_cast<std::size_t>(q)] : 0.0; };
   std::vector<element> c;
   c.reserve(static_cast<std::size_t>(p.n) * 6);
   for (std::int64_t a = 1; a <= p.n; ++a) {
     const std::int32_t s = p.sire[static_cast<std::size_t>(a)], d = p.dam[static_cast<std::size_t>(a)];
-    const int known = (s > 0) + (d > 0);
-    const double alpha = known == 2 ? 2.0 : known == 1 ? 4.0 / 3.0 : 1.0;
+    const double alpha = 1.0 / ventrel::pedigree::mendelian_variance(self(s), self(d));
     const std::int32_t ai = static_cast<std::int32_t>(a);
     c.push_back({ai, ai, alpha});
     for (std::int32_t q : {s, d}) {
@@ -353,7 +370,9 @@ std::int64_t write_hinverse(const options& o, const population& p, std::vector<s
     double v = 0.0;
     std::size_t e = k;
     for (; e < c.size() && c[e].i == c[k].i && c[e].j == c[k].j; ++e) v += c[e].v;
-    w.i(c[k].i).i(c[k].j).x(v).end();
+    w.i(c[k].i).i(c[k].j);
+    if (o.hinv_digits > 0) w.g(v, o.hinv_digits).end();
+    else w.x(v).end();
     ++lines;
     k = e;
   }

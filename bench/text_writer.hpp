@@ -63,6 +63,12 @@ class text_writer {
     const auto r = std::to_chars(b, b + sizeof b, v, std::chars_format::fixed, decimals);
     return field(b, r.ptr, width);
   }
+  // A real with `digits` significant digits, in fixed or scientific notation, whichever is shorter.
+  text_writer& g(double v, int digits, int width = 0) {
+    char b[64];
+    const auto r = std::to_chars(b, b + sizeof b, v, std::chars_format::general, digits);
+    return field(b, r.ptr, width);
+  }
   // A real in the shortest form that reads back to the same double.
   text_writer& x(double v, int width = 0) {
     char b[32];
