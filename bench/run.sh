@@ -35,7 +35,9 @@
 #                        limited to 8 GiB of address space, so a tabular method cannot take the
 #                        shared machine's memory)
 #   BENCH_S5_SHAPES="generations"   the pedigree shapes of scenario 5 (e.g. "generations dairy
-#                        nucleus"; random mating's H-inverse has no sparse factor: 1.6e9 non-zeros)
+#                        nucleus random"; random mating's factor takes 14 GiB and 190 s at full size);
+#                        a shape may end in -inbred or -inbred7: the file's A-inverse then takes
+#                        the parents' inbreeding, written in full or to 7 significant digits
 #   BENCH_S8_SHAPES="generations"   the pedigree shapes of scenario 8 (e.g. "generations dairy
 #                        random nucleus"; the comparison with the dense way on generations only)
 #   BENCH_SHAPES="generations dairy random nucleus"   the pedigree shapes of scenario 2 (see
@@ -354,16 +356,23 @@ scenario5() {
 }
 
 # scenario5_shape SIZE SHAPE: row 5 for the generations shape (the data of earlier runs), row
-# 5.SHAPE for another (bench_generate shape=).
+# 5.SHAPE for another (bench_generate shape=, and a suffix -inbred or -inbred7 for the file's
+# A-inverse with the parents' inbreeding, at full precision or with 7 significant digits).
 scenario5_shape() {
-  local s=$1 shape=$2 genotyped animals dir id=5 extra=()
+  local s=$1 shape=$2 genotyped animals dir id=5 extra=() base=${2%%-*}
   genotyped=$(scaled 5000 "$s"); animals=$(scaled 1000000 "$s")
   dir=$data/s5-$s
+  if [ "$base" != generations ]; then
+    extra=("shape=$base")
+    [ "$base" = random ] && extra+=("sires=$(scaled 3000 "$s")")
+  fi
+  case $shape in
+    *-inbred) extra+=(hinv_inbred=1) ;;
+    *-inbred7) extra+=(hinv_inbred=1 hinv_digits=7) ;;
+  esac
   if [ "$shape" != generations ]; then
     dir=$data/s5-$shape-$s
     id=5.$shape
-    extra=("shape=$shape")
-    [ "$shape" = random ] && extra+=("sires=$(scaled 3000 "$s")")
   fi
   ensure_data "$dir" "animals=$animals" traits=2 "genotyped=$genotyped" se=exact inbreeding_method=6 "${extra[@]}" || return
   [ "${BENCH_GENERATE_ONLY:-0}" = 1 ] && return 0
