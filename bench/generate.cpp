@@ -48,8 +48,8 @@
 #include <vector>
 
 #include "generate_population.hpp"
-#include "pedigree/inbreeding.hpp"
 #include "genotype_sim.hpp"
+#include "pedigree/inbreeding.hpp"
 #include "text_writer.hpp"
 
 namespace {

@@ -44,12 +44,12 @@ std::vector<linalg::dense_matrix> focal_relationships_from_inverse(const std::st
                                                                    const inverse_settings& settings);
 
 // The elements of the inverse of m (upper IJA, order nlev) at every pair of each focal set:
-// rows in no set with at most two neighbours, neighbours of each other, are eliminated first
-// (sparse::eliminate_low_degree; m is replaced by the Schur complement on the rows kept), then
-// the focal animals of all sets are pivoted last in the Cholesky factor, whose trailing triangle
-// gives their block of the inverse (sparse::inverse_block). Sets that
-// do not nest, whose union's block would be larger than their own blocks together, take one
-// factorisation each. A stop of the sparse solver adds the line "while inverting " + what.
+// rows in no set with at most two neighbours, neighbours of each other, are eliminated first,
+// and the rows that this frees in turn (sparse::eliminate_low_degree; m is replaced by the Schur
+// complement on the rows kept), then the focal animals of all sets are pivoted last in the
+// Cholesky factor, whose trailing triangle gives their block of the inverse
+// (sparse::inverse_block). Sets that do not nest, whose union's block would be larger than their
+// own blocks together, take one factorisation each. A stop of the sparse solver adds the line "while inverting " + what.
 std::vector<linalg::dense_matrix> focal_elements_of_inverse(sparse::ija_matrix& m, const std::vector<std::vector<int>>& sets,
                                                             const inverse_settings& settings, const std::string& what);
 
