@@ -2,6 +2,8 @@
 // into a folder (default build/bench-data), then times one streaming read that picks the
 // solutions of 10,000 focal levels, and prints the lines read per second.
 //   read_solutions [N] [folder]
+#include <omp.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -40,12 +42,12 @@ int main(int argc, char** argv) {
   const focal_index index = index_focal_levels(sets, nlev);
 
   const auto t0 = std::chrono::steady_clock::now();
-  const focal_solutions s = read_solution_file(path, solution_layout::solution, 2, 1, index);
+  const focal_solutions s = read_solution_file(path, solution_layout::solution, 2, 1, index, omp_get_max_threads());
   const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   const double bytes = static_cast<double>(std::filesystem::file_size(path));
-  std::printf("read_solutions: %lld lines, %.0f MB in %.3f s: %.2f million lines/s (%.0f MB/s); "
+  std::printf("read_solutions (%d threads): %lld lines, %.0f MB in %.3f s: %.2f million lines/s (%.0f MB/s); "
               "check %.6f\n",
-              n, bytes / 1e6, secs, static_cast<double>(n) / secs / 1e6, bytes / 1e6 / secs, s.sol(0, 0));
+              omp_get_max_threads(), n, bytes / 1e6, secs, static_cast<double>(n) / secs / 1e6, bytes / 1e6 / secs, s.sol(0, 0));
   std::filesystem::remove(path);
   return 0;
 }

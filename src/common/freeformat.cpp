@@ -56,6 +56,22 @@ std::string_view byte_order_mark(std::string_view text) {
   return {};
 }
 
+std::int64_t count_newlines(std::string_view text) {
+  // In blocks of a fixed length, which the compiler turns into vector compares: std::count
+  // goes a byte at a time, some twenty times slower, and the readers count every byte they read.
+  std::int64_t n = 0;
+  const char* p = text.data();
+  std::size_t left = text.size();
+  constexpr std::size_t block = 128;  // at most 128 newlines: the sum fits a byte
+  for (; left >= block; left -= block, p += block) {
+    unsigned char in_block = 0;
+    for (std::size_t i = 0; i < block; ++i) in_block += p[i] == '\n';
+    n += in_block;
+  }
+  for (; left > 0; --left) n += *p++ == '\n';
+  return n;
+}
+
 line_reader::line_reader(std::string path, bool keep_cr, std::size_t initial_buffer, std::size_t max_line)
     : path_(std::move(path)), keep_cr_(keep_cr), max_line_(std::max<std::size_t>(max_line, 1)) {
   struct stat st {};
@@ -142,7 +158,7 @@ bool line_reader::next_block(std::string_view& lines) {
         const std::size_t len = static_cast<std::size_t>(static_cast<const char*>(last) - start) + 1;
         lines = std::string_view(start, len);
         begin_ += len;
-        line_no_ += std::count(lines.begin(), lines.end(), '\n');
+        line_no_ += count_newlines(lines);
         return true;
       }
     }
@@ -153,6 +169,24 @@ bool line_reader::next_block(std::string_view& lines) {
       ++line_no_;
       return true;
     }
+  }
+}
+
+void cut_lines(std::string_view run, std::int64_t first_line, std::span<std::string_view> pieces,
+               std::span<std::int64_t> first_lines) {
+  const std::size_t parts = pieces.size();
+  for (std::size_t p = 0; p < parts; ++p) {
+    std::size_t at = run.size();
+    if (p + 1 < parts) {  // an even share of what is left, to the end of its line
+      const std::size_t want = run.size() / (parts - p);
+      const std::size_t nl = want > 0 ? run.find('\n', want - 1) : std::string_view::npos;
+      at = want == 0 ? 0 : nl == std::string_view::npos ? run.size() : nl + 1;
+    }
+    pieces[p] = run.substr(0, at);
+    first_lines[p] = first_line;
+    first_line += count_newlines(pieces[p]);
+    if (!pieces[p].empty() && pieces[p].back() != '\n') ++first_line;  // the file's last line
+    run.remove_prefix(at);
   }
 }
 

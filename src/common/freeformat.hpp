@@ -3,8 +3,11 @@
 // rejects garbage. No iostream per value: files of 10^8 lines go through here.
 #pragma once
 
+#include <omp.h>
+
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <span>
 #include <string>
 #include <string_view>
@@ -51,8 +54,8 @@ class line_reader {
   bool next(std::string_view& line);  // false at the end of the file
   // The next run of whole lines, each with its newline (the file's last line may have none):
   // everything the buffer holds up to its last newline, at least one line; false at the end of
-  // the file. For readers that split the lines among threads; line_number() is then that of the
-  // run's last line. Do not mix with next().
+  // the file. For readers that split the lines among threads (read_in_pieces); line_number() is
+  // then that of the run's last line. next() may come first (a header), not after.
   bool next_block(std::string_view& lines);
   std::int64_t line_number() const { return line_no_; }  // of the line last handed out
   const std::string& path() const { return path_; }
@@ -69,6 +72,73 @@ class line_reader {
   bool eof_ = false;
   std::int64_t line_no_ = 0;
 };
+
+// The number of newline characters in text.
+std::int64_t count_newlines(std::string_view text);
+
+// The lines of a run of whole lines (a piece of next_block's), one at a time, as
+// line_reader::next hands them out: without the newline and a carriage return before it.
+class line_cursor {
+ public:
+  explicit line_cursor(std::string_view text) : rest_(text) {}
+  bool next(std::string_view& line) {
+    if (rest_.empty()) return false;
+    const std::size_t nl = rest_.find('\n');
+    line = rest_.substr(0, nl);
+    rest_.remove_prefix(nl == std::string_view::npos ? rest_.size() : nl + 1);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    return true;
+  }
+
+ private:
+  std::string_view rest_;
+};
+
+// Cuts a run of whole lines into `parts` pieces of about equal size, each ending at a line end
+// (some may be empty), and gives the number of each piece's first line when the run's first
+// line is `first_line`.
+void cut_lines(std::string_view run, std::int64_t first_line, std::span<std::string_view> pieces,
+               std::span<std::int64_t> first_lines);
+
+// Reads the rest of a file on `threads` threads (<= 0: OpenMP's default) and gives what a
+// reading line by line would. Every run of whole lines (next_block) is cut into one piece a
+// thread; parse(state, text, first_line) reads a piece into a State of its own (first_line: the
+// number of the piece's first line) and stops at the piece's first fault by throwing, as the
+// reading line by line would. Then, on the calling thread and in the file's order, take(state)
+// hands each piece's findings on (checks across lines, such as a value given twice, belong
+// there), the state is cleared, and the piece's fault, if any, is thrown again: what comes
+// before a fault is taken first, a later piece's fault never hides an earlier one, and neither
+// the result nor the message depends on the number of threads. The fault travels from the
+// thread to the caller as it was thrown; nothing on the way to main handles it.
+template <class State, class Parse, class Take>
+void read_in_pieces(line_reader& r, int threads, Parse&& parse, Take&& take) {
+  const int n = threads > 0 ? threads : omp_get_max_threads();
+  const std::size_t parts = static_cast<std::size_t>(n);
+  std::vector<State> state(parts);
+  std::vector<std::string_view> pieces(parts);
+  std::vector<std::int64_t> first(parts);
+  std::vector<std::exception_ptr> fault(parts);
+  std::string_view run;
+  std::int64_t before = r.line_number();
+  while (r.next_block(run)) {
+    cut_lines(run, before + 1, pieces, first);
+#pragma omp parallel for num_threads(n) schedule(static, 1) if (n > 1)
+    for (int p = 0; p < n; ++p) {
+      const std::size_t k = static_cast<std::size_t>(p);
+      try {
+        parse(state[k], pieces[k], first[k]);
+      } catch (...) {
+        fault[k] = std::current_exception();
+      }
+    }
+    for (std::size_t k = 0; k < parts; ++k) {
+      take(state[k]);
+      state[k].clear();
+      if (fault[k]) std::rethrow_exception(fault[k]);
+    }
+    before = r.line_number();
+  }
+}
 
 // Splits a list-directed record into values: blanks, TABs, carriage returns and commas
 // separate; a slash ends the record. Fills at most out.size() views and returns how many

@@ -66,40 +66,27 @@ void for_each_element(const std::string& path, int nlev, F&& add) {
   }
 }
 
-// The elements of a run of whole lines, parsed by one thread: kept as they come (row <= column),
-// and the first line that is not an element, by its number within the run.
+// The elements of a piece of the file, parsed by one thread, kept as they come (row <= column).
 struct parsed_lines {
   std::vector<std::int32_t> rows, cols;
   std::vector<double> vals;
-  std::int64_t lines = 0;
-  std::int64_t bad_line = 0;  // 0: none
-  line_kind bad_kind = line_kind::element;
-  std::string bad_text;
+  void clear() {
+    rows.clear();
+    cols.clear();
+    vals.clear();
+  }
 };
 
-void parse_lines(std::string_view text, int nlev, parsed_lines& out) {
-  out.rows.clear();
-  out.cols.clear();
-  out.vals.clear();
-  out.lines = 0;
-  out.bad_line = 0;
+void parse_lines(const std::string& path, std::string_view text, std::int64_t line_no, int nlev, parsed_lines& out) {
   fields f;
-  while (!text.empty()) {
-    const std::size_t nl = text.find('\n');
-    std::string_view line = text.substr(0, nl);
-    text.remove_prefix(nl == std::string_view::npos ? text.size() : nl + 1);
-    ++out.lines;
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  line_cursor c(text);
+  std::string_view line;
+  for (; c.next(line); ++line_no) {
     std::int32_t i = 0, j = 0;
     double v = 0;
     const line_kind kind = parse_element(line, nlev, f, i, j, v);
     if (kind == line_kind::blank) continue;
-    if (kind != line_kind::element) {
-      out.bad_line = out.lines;
-      out.bad_kind = kind;
-      out.bad_text = std::string(line);
-      return;
-    }
+    if (kind != line_kind::element) stop_at_line(path, line_no, line, kind, nlev);
     out.rows.push_back(std::min(i, j));
     out.cols.push_back(std::max(i, j));
     out.vals.push_back(v);
@@ -142,35 +129,16 @@ sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev, int t
     cols.reserve(guess);
     vals.reserve(guess);
   }
-  const int parts = std::max(1, threads);
-  std::vector<parsed_lines> piece(static_cast<std::size_t>(parts));
   const std::size_t buffer = ec ? 0 : std::clamp<std::size_t>(static_cast<std::size_t>(bytes) + 1, 4096, 16 << 20);
   line_reader in(path, false, buffer);
-  std::string_view block;
-  std::int64_t lines_before = 0;
-  while (in.next_block(block)) {
-    std::vector<std::string_view> cut;
-    for (int p = 0; p < parts; ++p) {
-      std::size_t at = block.size();
-      if (p + 1 < parts) {  // an even share of what is left, to the end of its line
-        const std::size_t want = block.size() / static_cast<std::size_t>(parts - p);
-        const std::size_t nl = block.find('\n', want > 0 ? want - 1 : 0);
-        at = nl == std::string_view::npos ? block.size() : nl + 1;
-      }
-      cut.push_back(block.substr(0, at));
-      block.remove_prefix(at);
-    }
-#pragma omp parallel for num_threads(parts) schedule(static, 1) if (parts > 1)
-    for (int p = 0; p < parts; ++p)
-      parse_lines(cut[static_cast<std::size_t>(p)], nlev, piece[static_cast<std::size_t>(p)]);
-    for (const parsed_lines& out : piece) {
-      if (out.bad_line > 0) stop_at_line(path, lines_before + out.bad_line, out.bad_text, out.bad_kind, nlev);
-      rows.insert(rows.end(), out.rows.begin(), out.rows.end());
-      cols.insert(cols.end(), out.cols.begin(), out.cols.end());
-      vals.insert(vals.end(), out.vals.begin(), out.vals.end());
-      lines_before += out.lines;
-    }
-  }
+  read_in_pieces<parsed_lines>(
+      in, threads,
+      [&](parsed_lines& out, std::string_view text, std::int64_t first) { parse_lines(path, text, first, nlev, out); },
+      [&](const parsed_lines& out) {
+        rows.insert(rows.end(), out.rows.begin(), out.rows.end());
+        cols.insert(cols.end(), out.cols.begin(), out.cols.end());
+        vals.insert(vals.end(), out.vals.begin(), out.vals.end());
+      });
   const std::int64_t n = static_cast<std::int64_t>(rows.size());
   if (n == 0)
     fatal({"The inverse relationship matrix file " + path + " holds no element", "It is named by OPTION readHInverse"});

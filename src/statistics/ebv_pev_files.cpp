@@ -44,19 +44,25 @@ focal_index index_focal(std::span<const int> focal, int nlev) {
   return x;
 }
 
-[[noreturn]] void bad_line(const line_reader& r, std::string_view what, std::string_view line) {
+[[noreturn]] void bad_line(const std::string& path, std::int64_t line_no, std::string_view what, std::string_view line) {
   constexpr std::size_t shown = 100;
   std::string text(line.substr(0, shown));
   if (line.size() > shown) text += " ...";
-  fatal({"Cannot read " + std::string(what) + ": " + at_line(r.path(), r.line_number()),
-         "  " + text});
+  fatal({"Cannot read " + std::string(what) + ": " + at_line(path, line_no), "  " + text});
 }
 
-void check_level(const line_reader& r, std::int64_t level, int nlev) {
+void check_level(const std::string& path, std::int64_t line_no, std::int64_t level, int nlev) {
   if (level < 1 || level > nlev)
     fatal("Level " + num(level) + " is outside the levels 1 to " + num(nlev) +
-          " of the validation effect: " + at_line(r.path(), r.line_number()));
+          " of the validation effect: " + at_line(path, line_no));
 }
+
+// A focal animal's line of an ebv_pev file.
+struct pev_entry {
+  int first;  // the animal's first position in the focal set
+  double ebv, pev;
+  std::int64_t line;
+};
 
 }  // namespace
 
@@ -66,7 +72,7 @@ std::string ebv_pev_file_name(int trait, evaluation e) {
 
 std::string pec_file_name(int trait, evaluation e) { return "pec_" + num(trait) + suffix(e); }
 
-ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nlev) {
+ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nlev, int threads) {
   const focal_index index = index_focal(focal, nlev);
   const std::size_t m = focal.size();
   ebv_pev out;
@@ -74,31 +80,39 @@ ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nl
   out.pev.assign(m, 0.0);
   std::vector<std::int64_t> line_of(m, 0);  // line that gave the animal's values, 0: none yet
 
-  line_reader r(path);
-  std::string_view line;
-  std::array<std::string_view, 3> f;
-  while (r.next(line)) {
-    const std::size_t n = split_fields(line, f);
-    if (n == 0) continue;
-    std::int64_t level = 0;
-    double ebv = 0.0, pev = 0.0;
-    if (n < 3 || !parse_int(f[0], level) || !parse_real(f[1], ebv) || !parse_real(f[2], pev) ||
-        !std::isfinite(ebv) || !std::isfinite(pev))
-      bad_line(r, "level, EBV and PEV", line);
-    check_level(r, level, nlev);
-    const int first = index.first.find(level);
-    if (first < 0) continue;
-    if (pev < 0.0)
-      fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, r.line_number()));
-    if (line_of[first] != 0)
-      fatal("Focal animal " + num(level) + " is given twice: " + at_line(path, r.line_number()) +
-            " and line " + num(line_of[first]));
-    for (int pos = first; pos >= 0; pos = index.next[pos]) {
-      out.ebv[pos] = ebv;
-      out.pev[pos] = pev;
-      line_of[pos] = r.line_number();
+  auto parse = [&](std::vector<pev_entry>& found, std::string_view text, std::int64_t line_no) {
+    std::array<std::string_view, 3> f;
+    line_cursor c(text);
+    std::string_view line;
+    for (; c.next(line); ++line_no) {
+      const std::size_t n = split_fields(line, f);
+      if (n == 0) continue;
+      std::int64_t level = 0;
+      double ebv = 0.0, pev = 0.0;
+      if (n < 3 || !parse_int(f[0], level) || !parse_real(f[1], ebv) || !parse_real(f[2], pev) ||
+          !std::isfinite(ebv) || !std::isfinite(pev))
+        bad_line(path, line_no, "level, EBV and PEV", line);
+      check_level(path, line_no, level, nlev);
+      const int first = index.first.find(level);
+      if (first < 0) continue;
+      if (pev < 0.0) fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, line_no));
+      found.push_back({first, ebv, pev, line_no});
     }
-  }
+  };
+  auto take = [&](const std::vector<pev_entry>& found) {
+    for (const pev_entry& e : found) {
+      if (line_of[static_cast<std::size_t>(e.first)] != 0)
+        fatal("Focal animal " + num(focal[static_cast<std::size_t>(e.first)]) + " is given twice: " +
+              at_line(path, e.line) + " and line " + num(line_of[static_cast<std::size_t>(e.first)]));
+      for (int pos = e.first; pos >= 0; pos = index.next[static_cast<std::size_t>(pos)]) {
+        out.ebv[static_cast<std::size_t>(pos)] = e.ebv;
+        out.pev[static_cast<std::size_t>(pos)] = e.pev;
+        line_of[static_cast<std::size_t>(pos)] = e.line;
+      }
+    }
+  };
+  line_reader r(path);
+  read_in_pieces<std::vector<pev_entry>>(r, threads, parse, take);
   for (std::size_t pos = 0; pos < m; ++pos)
     if (line_of[pos] == 0)
       fatal({"Focal animal " + num(focal[pos]) + " has no line in file " + path,
@@ -106,29 +120,33 @@ ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nl
   return out;
 }
 
-pec_matrix read_pec(const std::string& path, std::span<const int> focal, int nlev) {
+pec_matrix read_pec(const std::string& path, std::span<const int> focal, int nlev, int threads) {
   const focal_index index = index_focal(focal, nlev);
   const int m = static_cast<int>(focal.size());
   std::vector<pec_pair> pairs;
 
+  auto parse = [&](std::vector<pec_pair>& found, std::string_view text, std::int64_t line_no) {
+    std::array<std::string_view, 3> f;
+    line_cursor c(text);
+    std::string_view line;
+    for (; c.next(line); ++line_no) {
+      const std::size_t n = split_fields(line, f);
+      if (n == 0) continue;
+      std::int64_t l1 = 0, l2 = 0;
+      double cov = 0.0;
+      if (n < 3 || !parse_int(f[0], l1) || !parse_int(f[1], l2) || !parse_real(f[2], cov) || !std::isfinite(cov))
+        bad_line(path, line_no, "two levels and a covariance", line);
+      check_level(path, line_no, l1, nlev);
+      check_level(path, line_no, l2, nlev);
+      if (l1 == l2) continue;
+      for (int a = index.first.find(l1); a >= 0; a = index.next[static_cast<std::size_t>(a)])
+        for (int b = index.first.find(l2); b >= 0; b = index.next[static_cast<std::size_t>(b)])
+          found.push_back({a, b, cov, line_no});
+    }
+  };
+  auto take = [&](const std::vector<pec_pair>& found) { pairs.insert(pairs.end(), found.begin(), found.end()); };
   line_reader r(path);
-  std::string_view line;
-  std::array<std::string_view, 3> f;
-  while (r.next(line)) {
-    const std::size_t n = split_fields(line, f);
-    if (n == 0) continue;
-    std::int64_t l1 = 0, l2 = 0;
-    double cov = 0.0;
-    if (n < 3 || !parse_int(f[0], l1) || !parse_int(f[1], l2) || !parse_real(f[2], cov) ||
-        !std::isfinite(cov))
-      bad_line(r, "two levels and a covariance", line);
-    check_level(r, l1, nlev);
-    check_level(r, l2, nlev);
-    if (l1 == l2) continue;
-    for (int a = index.first.find(l1); a >= 0; a = index.next[a])
-      for (int b = index.first.find(l2); b >= 0; b = index.next[b])
-        pairs.push_back({a, b, cov, r.line_number()});
-  }
+  read_in_pieces<std::vector<pec_pair>>(r, threads, parse, take);
   pec_duplicate dup;
   pec_matrix c = make_pec_matrix(m, std::move(pairs), &dup);
   if (dup.found)

@@ -29,14 +29,16 @@ struct ebv_pev {
 // columns are ignored, lines come in any order, blank lines and non-focal animals are skipped.
 // Stops on a line that does not hold a level and two finite numbers (PEV >= 0), on a level
 // outside 1..nlev, on a focal animal given twice, and on a focal animal without a line (naming
-// the file and the level). One pass over the file; O(m) memory.
-ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nlev);
+// the file and the level). One pass over the file, parsed on `threads` threads (<= 0: OpenMP's
+// default) with the result and the messages of one; O(m) memory.
+ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nlev, int threads);
 
 // Reads a pec file: one pair a line, the levels of two animals and their prediction error
 // covariance. Pairs with a non-focal animal are skipped, as are pairs of an animal with itself
 // (the variances come from the ebv_pev file). A pair may come in either order, once: a pair
-// given twice stops the run naming both lines. Pairs not listed are 0.
-pec_matrix read_pec(const std::string& path, std::span<const int> focal, int nlev);
+// given twice stops the run naming both lines. Pairs not listed are 0. Parsed on `threads`
+// threads, as read_ebv_pev.
+pec_matrix read_pec(const std::string& path, std::span<const int> focal, int nlev, int threads);
 
 // Number of focal animals whose EBV in an ebv_pev file differs from the solution file by more
 // than 1e-3 relative to max(|ebv|, |solution|, root mean square of the solutions), so that EBVs

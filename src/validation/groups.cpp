@@ -91,19 +91,21 @@ std::vector<statistics::trace_scalars> exact_group_traces(const group_phase_inpu
   no_pec.assign(nt, false);
   for (std::size_t k = 0; k < nt; ++k) {
     const int t = set.traits[k];
-    whole[k] = statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::whole), g.levels, nlev);
-    partial[k] = statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::partial), g.levels, nlev);
+    whole[k] = statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::whole), g.levels, nlev,
+                                          in.options.nthreads);
+    partial[k] = statistics::read_ebv_pev(statistics::ebv_pev_file_name(t, evaluation::partial), g.levels, nlev,
+                                            in.options.nthreads);
     statistics::se_exact_model& model = models[k];
     model.pev_w = whole[k].pev;
     model.pev_p = partial[k].pev;
     const std::string fw = statistics::pec_file_name(t, evaluation::whole);
     const std::string fp = statistics::pec_file_name(t, evaluation::partial);
     if (file_exists(fw)) {
-      pec_w[k] = statistics::read_pec(fw, g.levels, nlev);
+      pec_w[k] = statistics::read_pec(fw, g.levels, nlev, in.options.nthreads);
       model.pec_w = &pec_w[k];
     }
     if (file_exists(fp)) {
-      pec_p[k] = statistics::read_pec(fp, g.levels, nlev);
+      pec_p[k] = statistics::read_pec(fp, g.levels, nlev, in.options.nthreads);
       model.pec_p = &pec_p[k];
     }
     no_pec[k] = !model.pec_w && !model.pec_p;

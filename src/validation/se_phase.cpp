@@ -153,7 +153,7 @@ std::vector<int> sire_families(const pedigree::pedigree_phase_result& ped, std::
 statistics::ebv_pev read_pev(const se_phase_input& in, const focal_set& set, int t, statistics::evaluation e) {
   const std::string path = statistics::ebv_pev_file_name(t, e);
   const int nlev = in.model.nlev[at(in.options.focal_effect)];
-  statistics::ebv_pev ep = statistics::read_ebv_pev(path, set.levels, nlev);
+  statistics::ebv_pev ep = statistics::read_ebv_pev(path, set.levels, nlev, in.options.nthreads);
   const bool whole = e == statistics::evaluation::whole;
   statistics::compare_ebv(path, ep.ebv, whole ? in.options.sol_whole : in.options.sol_partial,
                           column(whole ? set.whole : set.partial, t));
@@ -207,11 +207,11 @@ void exact_set(const se_phase_input& in, const focal_set& set, const linalg::sym
     const std::string fw = statistics::pec_file_name(t, statistics::evaluation::whole);
     const std::string fp = statistics::pec_file_name(t, statistics::evaluation::partial);
     if (file_exists(fw)) {
-      pec_w[k] = statistics::read_pec(fw, set.levels, nlev);
+      pec_w[k] = statistics::read_pec(fw, set.levels, nlev, in.options.nthreads);
       model.pec_w = &pec_w[k];
     }
     if (file_exists(fp)) {
-      pec_p[k] = statistics::read_pec(fp, set.levels, nlev);
+      pec_p[k] = statistics::read_pec(fp, set.levels, nlev, in.options.nthreads);
       model.pec_p = &pec_p[k];
     }
     inputs.push_back(trait_input(in, set, t));

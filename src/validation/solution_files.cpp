@@ -54,13 +54,23 @@ std::string fault_of(std::span<const std::string_view> f, std::size_t n, std::si
   return "";
 }
 
-[[noreturn]] void unreadable(const line_reader& r, std::string_view line, extra_column extra,
-                             std::span<const std::string_view> f, std::size_t n, std::size_t need) {
+[[noreturn]] void unreadable(const std::string& path, std::int64_t line_no, std::string_view line,
+                             extra_column extra, std::span<const std::string_view> f, std::size_t n,
+                             std::size_t need) {
   const char* fifth = extra == extra_column::se ? ", s.e." : extra == extra_column::acc ? ", acc" : "";
   fatal({"Cannot read a solution line: trait, effect, level, solution" + std::string(fifth) +
              " expected",
-         at_line(r.path(), r.line_number()) + ": " + shown(line), fault_of(f, n, need)});
+         at_line(path, line_no) + ": " + shown(line), fault_of(f, n, need)});
 }
+
+// The validation effect's solutions at focal levels that a piece of a solution file holds, in
+// the file's order.
+struct solution_entry {
+  std::int32_t slot;  // index.slot(level) - 1
+  std::int32_t trait;
+  double sol, fifth;
+  std::int64_t line;
+};
 
 // Stops when a focal individual lacks a solution for a trait its set validates.
 void check_complete(const std::vector<focal_set>& sets, const focal_index& index,
@@ -115,7 +125,7 @@ solution_layout check_headers(const std::string& whole, const std::string& parti
 }
 
 focal_solutions read_solution_file(const std::string& path, solution_layout layout, int effect,
-                                   int ntrait, const focal_index& index) {
+                                   int ntrait, const focal_index& index, int threads) {
   const extra_column extra = extra_column_of(layout);
   const std::size_t need = extra == extra_column::none ? 4 : 5;
   const int ndist = static_cast<int>(index.levels.size());
@@ -126,37 +136,46 @@ focal_solutions read_solution_file(const std::string& path, solution_layout layo
   if (extra != extra_column::none) out.extra = linalg::dense_matrix(ndist, ntrait);
 
   line_reader r(path);
-  std::string_view line;
-  r.next(line);  // the header, checked before
-  std::array<std::string_view, 5> f;
-  while (r.next(line)) {
-    const std::size_t n = split_fields(line, f);
-    if (n == 0) continue;
-    int trait = 0, eff = 0, level = 0;
-    double sol = 0, fifth = 0;
-    if (n < need || !parse_int(f[0], trait) || !parse_int(f[1], eff) || !parse_int(f[2], level) ||
-        !parse_real(f[3], sol) || (need == 5 && !parse_real(f[4], fifth)))
-      unreadable(r, line, extra, f, n, need);
-    if (eff != effect) continue;
-    if (trait < 1 || trait > ntrait)
-      fatal({"Trait " + num(trait) + " of a solution line is outside 1 to " + num(ntrait),
-             at_line(path, r.line_number())});
-    if (level < 1 || level > nlev)
-      fatal({"Level " + num(level) + " of a solution line is outside the levels 1 to " + num(nlev) +
-                 " of effect " + num(effect),
-             at_line(path, r.line_number())});
-    const std::int32_t d = index.slot(level) - 1;
-    if (d < 0) continue;
-    if (!std::isfinite(sol) || !std::isfinite(fifth))
-      fatal({"A solution line holds a value that is not a finite number", at_line(path, r.line_number()) +
-                                                                             ": " + shown(line)});
-    double& cell = out.sol(d, trait - 1);
-    if (!std::isnan(cell))
-      fatal({"The solution of trait " + num(trait) + " for level " + num(level) + " is given twice",
-             at_line(path, r.line_number())});
-    cell = sol;
-    if (need == 5) out.extra(d, trait - 1) = fifth;
-  }
+  std::string_view header;
+  r.next(header);  // checked before
+  auto parse = [&](std::vector<solution_entry>& found, std::string_view text, std::int64_t line_no) {
+    std::array<std::string_view, 5> f;
+    line_cursor c(text);
+    std::string_view line;
+    for (; c.next(line); ++line_no) {
+      const std::size_t n = split_fields(line, f);
+      if (n == 0) continue;
+      int trait = 0, eff = 0, level = 0;
+      double sol = 0, fifth = 0;
+      if (n < need || !parse_int(f[0], trait) || !parse_int(f[1], eff) || !parse_int(f[2], level) ||
+          !parse_real(f[3], sol) || (need == 5 && !parse_real(f[4], fifth)))
+        unreadable(path, line_no, line, extra, f, n, need);
+      if (eff != effect) continue;
+      if (trait < 1 || trait > ntrait)
+        fatal({"Trait " + num(trait) + " of a solution line is outside 1 to " + num(ntrait), at_line(path, line_no)});
+      if (level < 1 || level > nlev)
+        fatal({"Level " + num(level) + " of a solution line is outside the levels 1 to " + num(nlev) +
+                   " of effect " + num(effect),
+               at_line(path, line_no)});
+      const std::int32_t d = index.slot(level) - 1;
+      if (d < 0) continue;
+      if (!std::isfinite(sol) || !std::isfinite(fifth))
+        fatal({"A solution line holds a value that is not a finite number", at_line(path, line_no) + ": " + shown(line)});
+      found.push_back({d, trait, sol, fifth, line_no});
+    }
+  };
+  auto take = [&](const std::vector<solution_entry>& found) {
+    for (const solution_entry& e : found) {
+      double& cell = out.sol(e.slot, e.trait - 1);
+      if (!std::isnan(cell))
+        fatal({"The solution of trait " + num(e.trait) + " for level " + num(index.levels[static_cast<std::size_t>(e.slot)]) +
+                   " is given twice",
+               at_line(path, e.line)});
+      cell = e.sol;
+      if (need == 5) out.extra(e.slot, e.trait - 1) = e.fifth;
+    }
+  };
+  read_in_pieces<std::vector<solution_entry>>(r, threads, parse, take);
   return out;
 }
 
@@ -190,14 +209,14 @@ std::vector<focal_set> read_focal_sets(const validation_options& o,
     fatal({"OPTION se approx needs accuracies or standard errors in the solution files,",
            "that is solution files with one of the headers", "trait/effect level  solution acc",
            "trait/effect level  solution          s.e."});
-  const focal_solutions whole = read_solution_file(o.sol_whole, layout, o.focal_effect, ntrait, index);
+  const focal_solutions whole = read_solution_file(o.sol_whole, layout, o.focal_effect, ntrait, index, o.nthreads);
   check_complete(sets, index, whole.sol, o.sol_whole);
   const focal_solutions partial =
-      read_solution_file(o.sol_partial, layout, o.focal_effect, ntrait, index);
+      read_solution_file(o.sol_partial, layout, o.focal_effect, ntrait, index, o.nthreads);
   check_complete(sets, index, partial.sol, o.sol_partial);
 
   linalg::dense_matrix y;
-  if (o.predictive_ability) y = read_yhat_residual(yhat_residual_file, ntrait, index);
+  if (o.predictive_ability) y = read_yhat_residual(yhat_residual_file, ntrait, index, o.nthreads);
 
   for (focal_set& s : sets) {
     s.whole = rows_of(s, index, whole.sol);

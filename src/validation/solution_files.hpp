@@ -36,9 +36,11 @@ struct focal_solutions {
 // numbers; lines of `effect` at a focal level fill the result. Stops naming the file and line
 // on a line that cannot be read, a non-finite solution or fifth value of the validation effect,
 // a trait outside 1..ntrait or a level outside 1..nlev of the validation effect, and a solution
-// given twice. Memory is that of the index and the result, whatever the file's length.
+// given twice. Memory is that of the index and the result, whatever the file's length. The
+// lines are parsed on `threads` threads (<= 0: OpenMP's default); the result and the messages
+// are those of one.
 focal_solutions read_solution_file(const std::string& path, solution_layout layout, int effect,
-                                   int ntrait, const focal_index& index);
+                                   int ntrait, const focal_index& index, int threads);
 
 // The focal records of a run: the validation-set files (one set per file: a single file
 // validates every trait, else file t validates trait t), both solution files, and with

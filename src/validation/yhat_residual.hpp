@@ -16,7 +16,8 @@ inline constexpr const char* yhat_residual_file = "yhat_residual";
 // values ignored). Lines of levels that are not focal are skipped; several lines of one focal
 // level are averaged per trait. Returns [d, t] = the mean for index.levels[d] and trait t+1.
 // Stops naming the file and line on a line that cannot be read or a non-finite phenotype, and
-// naming the level when a focal individual has no line.
-linalg::dense_matrix read_yhat_residual(const std::string& path, int ntrait, const focal_index& index);
+// naming the level when a focal individual has no line. Parsed on `threads` threads (<= 0:
+// OpenMP's default), with the result and the messages of one.
+linalg::dense_matrix read_yhat_residual(const std::string& path, int ntrait, const focal_index& index, int threads);
 
 }  // namespace ventrel::validation

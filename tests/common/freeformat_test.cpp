@@ -1,9 +1,14 @@
 // Free-format reading: line reader, field splitting and number parsing.
 #include "common/freeformat.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "common/fatal.hpp"
 #include "support/test_support.hpp"
 
 namespace ventrel {
@@ -41,7 +46,7 @@ TEST(line_reader, hands_out_the_same_lines_with_any_buffer_and_rewinds) {
 }
 
 TEST(line_reader, hands_out_runs_of_whole_lines_that_make_up_the_file) {
-  const std::string text = "first\r\n\nsecond line, longer than the buffer\n\r\nlast";
+  const std::string text = "first\r\n\nsecond line, longer than the buffer\n\r\nlast";  // "bad 5" is line 6
   const std::string path = write_temp("ff_blocks.txt", text);
   for (std::size_t b : {1, 2, 7, 1 << 20}) {
     line_reader r(path, false, b);
@@ -69,6 +74,57 @@ TEST(line_reader, hands_out_runs_of_whole_lines_that_make_up_the_file) {
                  {"Cannot read file " + long_path + ": line 3 is longer than 50 characters", "*"}}});
 }
 
+// read_in_pieces hands every line to a piece with its number, the pieces in the file's order,
+// as next() does one at a time; after a header read by next(), with any buffer and thread count.
+// A fault stops at the first faulty line of the file, after everything before it was taken.
+TEST(read_in_pieces, gives_the_lines_in_order_with_their_numbers_and_stops_at_the_first_fault) {
+  struct numbered {
+    std::vector<std::pair<std::int64_t, std::string>> lines;
+    void clear() { lines.clear(); }
+  };
+  const std::string text = "header\nfirst\r\n\nsecond line, longer than the buffer\n\r\nbad 5\nsixth\nbad 7\nlast";  // "bad 5" is line 6
+  const std::string path = write_temp("ff_pieces.txt", text);
+  line_reader seq(path);
+  std::vector<std::pair<std::int64_t, std::string>> expected;
+  std::string_view line;
+  while (seq.next(line)) expected.emplace_back(seq.line_number(), std::string(line));
+  expected.erase(expected.begin());  // the header
+  for (std::size_t b : {1, 2, 7, 1 << 20})
+    for (int threads : {1, 2, 3, 8}) {
+      line_reader r(path, false, b);
+      ASSERT_TRUE(r.next(line));
+      std::vector<std::pair<std::int64_t, std::string>> got;
+      read_in_pieces<numbered>(
+          r, threads,
+          [](numbered& out, std::string_view piece, std::int64_t first) {
+            line_cursor c(piece);
+            for (std::string_view l; c.next(l); ++first) out.lines.emplace_back(first, std::string(l));
+          },
+          [&](const numbered& out) { got.insert(got.end(), out.lines.begin(), out.lines.end()); });
+      EXPECT_EQ(got, expected) << b << " " << threads;
+
+      // Lines that begin with "bad" are faults: the first one stops, everything before it taken.
+      line_reader f(path, false, b);
+      ASSERT_TRUE(f.next(line));
+      got.clear();
+      expect_stops({{"bad " + std::to_string(b) + " " + std::to_string(threads),
+                     [&] {
+                       read_in_pieces<numbered>(
+                           f, threads,
+                           [&](numbered& out, std::string_view piece, std::int64_t first) {
+                             line_cursor c(piece);
+                             for (std::string_view l; c.next(l); ++first) {
+                               if (l.starts_with("bad")) fatal(at_line(path, first) + ": " + std::string(l));
+                               out.lines.emplace_back(first, std::string(l));
+                             }
+                           },
+                           [&](const numbered& out) { got.insert(got.end(), out.lines.begin(), out.lines.end()); });
+                     },
+                     {at_line(path, 6) + ": bad 5"}}});
+      EXPECT_EQ(got, std::vector(expected.begin(), expected.begin() + 4)) << b << " " << threads;
+    }
+}
+
 TEST(line_reader, stops_naming_the_file_it_cannot_open_or_read) {
   const std::string path = write_temp("ff_long_line.txt", "short\n" + std::string(100, 'x') + "\nafter\n");
   for (std::size_t buffer : {8, 100}) {  // a line of exactly the limit is read
@@ -85,6 +141,21 @@ TEST(line_reader, stops_naming_the_file_it_cannot_open_or_read) {
       {"missing", reading("/nonexistent/file.txt"), {"Cannot open file /nonexistent/file.txt: *"}},
       {"line too long", reading(path, 99), {"Cannot read file " + path + ": line 2 is longer than 99 characters", "*"}},
   });
+}
+
+TEST(count_newlines, counts_every_newline_of_any_length_and_density) {
+  std::string text;
+  unsigned x = 1;
+  for (int i = 0; i < 5000; ++i) {
+    x = x * 1103515245u + 12345u;
+    text += (x >> 16) % 7 == 0 ? '\n' : 'a';
+  }
+  text += std::string(3 * 128 + 5, '\n');  // whole blocks of nothing but newlines
+  for (std::size_t len : {std::size_t{0}, std::size_t{1}, std::size_t{127}, std::size_t{128}, std::size_t{129}, std::size_t{1000}, text.size()})
+    for (std::size_t start : {std::size_t{0}, std::size_t{3}}) {
+      const std::string_view s = std::string_view(text).substr(start, len);
+      EXPECT_EQ(count_newlines(s), std::count(s.begin(), s.end(), '\n')) << start << " " << len;
+    }
 }
 
 TEST(split_fields, blanks_tabs_and_commas_separate_and_slash_ends) {

@@ -2,7 +2,10 @@
 // the other per-animal files of the driver on the same bytes (validation set, yhat_residual).
 // The first byte chooses the layout, the traits, the effect and small or huge level numbers;
 // the rest is the file.
+#include <algorithm>
 #include <cmath>
+#include <string>
+#include <vector>
 
 #include "common/freeformat.hpp"
 
@@ -56,12 +59,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     VENTREL_FUZZ_CHECK(r.next(first) && layout_of_header(first) == l);
   } catch (const fatal_error&) {
   }
+  // One thread and three give the same values, or the same stop.
+  std::vector<std::string> stop1, stop3;
+  focal_solutions one, three;
   try {
-    const focal_solutions s = read_solution_file(path, layout, effect, ntrait, index);
-    VENTREL_FUZZ_CHECK(s.sol.rows == static_cast<int>(index.levels.size()) && s.sol.cols == ntrait);
-    for (double v : s.sol.a) VENTREL_FUZZ_CHECK(std::isnan(v) || std::isfinite(v));
-  } catch (const fatal_error&) {
+    one = read_solution_file(path, layout, effect, ntrait, index, 1);
+    VENTREL_FUZZ_CHECK(one.sol.rows == static_cast<int>(index.levels.size()) && one.sol.cols == ntrait);
+    for (double v : one.sol.a) VENTREL_FUZZ_CHECK(std::isnan(v) || std::isfinite(v));
+  } catch (const fatal_error& e) {
+    stop1 = e.lines();
   }
+  try {
+    three = read_solution_file(path, layout, effect, ntrait, index, 3);
+  } catch (const fatal_error& e) {
+    stop3 = e.lines();
+  }
+  VENTREL_FUZZ_CHECK(stop1 == stop3);
+  VENTREL_FUZZ_CHECK(stop1.size() > 0 || (std::equal(one.sol.a.begin(), one.sol.a.end(), three.sol.a.begin(), three.sol.a.end(),
+                                                      [](double x, double y) { return x == y || (std::isnan(x) && std::isnan(y)); }) &&
+                                           one.extra.a == three.extra.a));
   try {
     const std::vector<int> levels = read_validation_set(path, effect, nlev);
     VENTREL_FUZZ_CHECK(!levels.empty());
@@ -69,7 +85,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const fatal_error&) {
   }
   try {
-    const linalg::dense_matrix y = read_yhat_residual(path, ntrait, index);
+    const linalg::dense_matrix y = read_yhat_residual(path, ntrait, index, 2);
     for (double v : y.a) VENTREL_FUZZ_CHECK(std::isfinite(v));
   } catch (const fatal_error&) {
   }

@@ -20,10 +20,10 @@ TEST(ebv_pev_files, ebv_pev_gives_the_focal_animals_in_set_order) {
   const std::string path = write_temp("ep1",
                                       "3  1.5  0.40  0.77 extra\n\n1,-0.25,0.9\n"
                                       "2147483647 9.0 0.1\n\t7\t2.0D0\t.3\n");
-  const ebv_pev e = read_ebv_pev(path, std::vector<int>{7, 1, 3, 7, 2147483647}, 2147483647);
+  const ebv_pev e = read_ebv_pev(path, std::vector<int>{7, 1, 3, 7, 2147483647}, 2147483647, 2);
   EXPECT_EQ(e.ebv, (std::vector<double>{2.0, -0.25, 1.5, 2.0, 9.0}));
   EXPECT_EQ(e.pev, (std::vector<double>{0.3, 0.9, 0.40, 0.3, 0.1}));
-  EXPECT_EQ(test_support::stop_lines([] { read_ebv_pev("unused", std::vector<int>{6}, 5); })[0],
+  EXPECT_EQ(test_support::stop_lines([] { read_ebv_pev("unused", std::vector<int>{6}, 5, 1); })[0],
             "Focal animal 6 is outside the levels 1 to 5 of the validation effect");
 }
 
@@ -35,7 +35,7 @@ TEST(ebv_pev_files, pec_pairs_in_either_order_fill_the_lower_triangle) {
                                       "3 4 -0.20\n"           // positions 1, 2
                                       "2 3 0.05 x\n"          // positions 0, 1
                                       "2147483647 3 0.5\n");  // not focal: skipped
-  const pec_matrix c = read_pec(path, std::vector<int>{2, 3, 4}, 2147483647);
+  const pec_matrix c = read_pec(path, std::vector<int>{2, 3, 4}, 2147483647, 2);
   EXPECT_EQ(c.m, 3);
   EXPECT_EQ(c.col_start, (std::vector<std::int64_t>{0, 2, 3, 3}));
   EXPECT_EQ(c.row, (std::vector<int>{1, 2, 2}));

@@ -68,9 +68,9 @@ TEST(simulate_output_files, solutions_ebv_pev_and_pec_files_of_both_evaluations)
     }
     // The ebv_pev and pec files, read back with the readers of se exact.
     for (int t = 1; t <= 2; ++t) {
-      const statistics::ebv_pev got = statistics::read_ebv_pev(ebv_pev_name(t, whole), r.focal, r.pop.n);
+      const statistics::ebv_pev got = statistics::read_ebv_pev(ebv_pev_name(t, whole), r.focal, r.pop.n, 0);
       for (size_t k = 0; k < m; ++k) EXPECT_TRUE(got.ebv[k] == ev.ebv(r.focal[k], t) && got.pev[k] == pev(r.focal[k], t)) << k;
-      const statistics::pec_matrix pec = statistics::read_pec(pec_name(t, whole), r.focal, r.pop.n);
+      const statistics::pec_matrix pec = statistics::read_pec(pec_name(t, whole), r.focal, r.pop.n, 0);
       ASSERT_EQ(pec.m, static_cast<int>(m));
       EXPECT_EQ(pec.col_start.back(), static_cast<std::int64_t>(m * (m - 1) / 2));
       for (size_t j = 0; j < m; ++j)

@@ -143,8 +143,8 @@ TEST(se_phase, exact_from_the_pedigree_by_blocks_equals_the_dense_relationships)
     statistics::pec_matrix pw, pp;
     statistics::se_exact_model model{a.a, c.pev_w[t - 1], c.pev_p[t - 1], nullptr, nullptr, family};
     if (t == 2) {
-      pw = statistics::read_pec(statistics::pec_file_name(2, statistics::evaluation::whole), set.levels, 3000);
-      pp = statistics::read_pec(statistics::pec_file_name(2, statistics::evaluation::partial), set.levels, 3000);
+      pw = statistics::read_pec(statistics::pec_file_name(2, statistics::evaluation::whole), set.levels, 3000, 1);
+      pp = statistics::read_pec(statistics::pec_file_name(2, statistics::evaluation::partial), set.levels, 3000, 1);
       model.pec_w = &pw;
       model.pec_p = &pp;
     }

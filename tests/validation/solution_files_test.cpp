@@ -42,7 +42,7 @@ TEST(solution_headers, each_accepted_header_gives_its_layout_in_both_files) {
 TEST(solution_file, keeps_only_focal_levels_of_the_validation_effect) {
   const std::string path = write_temp("sf1", h_solution + "\n1 1 4 100.5\n1 2 4 1.25\n2 2 4 -2.5\n\n1\t2,5 inf\n"
                                                         "1 2 6 3e-1 extra ignored\n9 3 6 NaN\n");
-  const focal_solutions s = read_solution_file(path, solution_layout::solution, 2, 2, index_of({6, 4}, 8));
+  const focal_solutions s = read_solution_file(path, solution_layout::solution, 2, 2, index_of({6, 4}, 8), 1);
   EXPECT_EQ(s.sol(0, 0), 0.3);
   EXPECT_TRUE(std::isnan(s.sol(0, 1)));
   EXPECT_EQ(s.sol(1, 0), 1.25);
@@ -55,7 +55,7 @@ TEST(solution_file, keeps_only_focal_levels_of_the_validation_effect) {
 TEST(solution_file, stops_on_a_missing_fifth_column_or_a_trait_beyond_the_model) {
   auto first_line = [](solution_layout layout, const std::string& header, const std::string& bad) {
     const std::string path = write_temp("sf_bad", header + "\n1 1 4 1 0.5\n" + bad + "\n");
-    return stop_lines([&] { read_solution_file(path, layout, 2, 2, index_of({4}, 8)); })[0];
+    return stop_lines([&] { read_solution_file(path, layout, 2, 2, index_of({4}, 8), 2); })[0];
   };
   const std::string cannot = "Cannot read a solution line: trait, effect, level, solution";
   EXPECT_EQ(first_line(solution_layout::solution_se, h_se, "1 1 4 1.5"), cannot + ", s.e. expected");
@@ -89,13 +89,57 @@ TEST(solution_file, agrees_with_the_generated_values_on_a_shuffled_file) {
   std::vector<int> focal;
   for (int l = nlev; l >= 1; l -= 3) focal.push_back(l);
   const focal_solutions s =
-      read_solution_file(write_temp("sf_random", text), solution_layout::solution, 2, ntrait, index_of(focal, nlev));
+      read_solution_file(write_temp("sf_random", text), solution_layout::solution, 2, ntrait, index_of(focal, nlev), 3);
   for (std::size_t d = 0; d < focal.size(); ++d)
     for (int t = 1; t <= ntrait; ++t) {
       auto it = truth.find({focal[d], t});
       if (it == truth.end()) EXPECT_TRUE(std::isnan(s.sol(d, t - 1)));
       else EXPECT_EQ(s.sol(d, t - 1), it->second);
     }
+}
+
+// The lines are parsed in pieces on several threads: whatever the number of threads, a file
+// with faults in it (a value given twice, an unreadable line, a level or trait outside the
+// model, a NaN) stops at its first fault with the same message, and a file without gives the
+// same values.
+TEST(solution_file, any_number_of_threads_stops_at_the_first_fault_or_gives_the_same_values) {
+  std::mt19937 rng(7);
+  const int nlev = 300;
+  const std::vector<std::string> faults{"1 2 5 1.0", "1 2 x 1.0", "1 2 301 1.0", "3 2 5 1.0", "1 2 9 nan", "1 2"};
+  std::vector<int> focal;
+  for (int l = 1; l <= nlev; l += 4) focal.push_back(l);
+  for (int trial = 0; trial < 60; ++trial) {
+    std::vector<std::string> body;
+    for (int e = 1; e <= 2; ++e)
+      for (int l = 1; l <= nlev; ++l)
+        for (int t = 1; t <= 2; ++t) body.push_back(std::to_string(t) + " " + std::to_string(e) + " " + std::to_string(l) + " " + std::to_string(l * 0.5 + t));
+    std::shuffle(body.begin(), body.end(), rng);
+    const int nfault = trial % 4;  // 0 to 3 faults, anywhere
+    for (int k = 0; k < nfault; ++k)
+      body.insert(body.begin() + std::uniform_int_distribution<std::size_t>(0, body.size())(rng),
+                  faults[std::uniform_int_distribution<std::size_t>(0, faults.size() - 1)(rng)]);
+    std::string text = h_solution + "\n";
+    for (const std::string& l : body) text += l + (rng() % 5 == 0 ? "\r\n" : "\n");
+    const std::string path = write_temp("sf_threads", text);
+    auto read = [&](int threads, std::vector<std::string>& stop) {
+      focal_solutions s;
+      stop = stop_lines([&] { s = read_solution_file(path, solution_layout::solution, 2, 2, index_of(focal, nlev), threads); });
+      return s;
+    };
+    std::vector<std::string> stop1;
+    const focal_solutions one = read(1, stop1);
+    if (nfault == 0) {
+      EXPECT_EQ(stop1[0], "no stop");
+    }
+    for (int threads : {2, 3, 5}) {
+      std::vector<std::string> stop;
+      const focal_solutions s = read(threads, stop);
+      EXPECT_EQ(stop, stop1) << "trial " << trial << ", " << threads << " threads";
+      if (stop1[0] == "no stop") {
+        EXPECT_EQ(s.sol.a, one.sol.a) << "trial " << trial;
+      }
+    }
+  }
 }
 
 // read_focal_sets in a folder of its own: two traits, a validation file per trait, effect 2 of
