@@ -237,8 +237,11 @@ bool parse_real(std::string_view s, double& v) {
   if (s.empty() || s[0] == '+' || s[0] == '-') return false;
   char buf[128];
   std::string_view t = s;
-  // Fortran's D exponent and a bare trailing or leading point need a copy for from_chars.
-  if (s.size() < sizeof buf && s.find_first_of("dD") != std::string_view::npos) {
+  // Fortran's D exponent needs a copy for from_chars. (A plain loop: find_first_of("dD") calls
+  // memchr on the set once for every character, once the largest cost of reading a solution file.)
+  bool d_exponent = false;
+  for (char c : s) d_exponent |= (c | 0x20) == 'd';
+  if (s.size() < sizeof buf && d_exponent) {
     std::size_t k = 0;
     for (char c : s) buf[k++] = (c == 'd' || c == 'D') ? 'e' : c;
     t = std::string_view(buf, k);
