@@ -33,7 +33,7 @@ struct inverse_settings {
 // The matrix of the file in upper IJA form (order nlev), read in one pass: the lines are kept
 // as they come, then sorted by row and column; a pair given more than once is summed in the
 // order of the file. Stops as read_hinverse and count_hinverse_elements do, before anything of
-// order nlev is allocated. The lines are parsed on `threads` threads (0 or 1: one).
+// order nlev is allocated. The lines are parsed on `threads` threads (<= 0: OpenMP's default).
 sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev, int threads = 1);
 
 // A_focal of every focal set (levels of the animal effect, in each set's order) from the
