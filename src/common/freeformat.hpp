@@ -11,6 +11,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace ventrel {
@@ -109,7 +110,9 @@ void cut_lines(std::string_view run, std::int64_t first_line, std::span<std::str
 // there), the state is cleared, and the piece's fault, if any, is thrown again: what comes
 // before a fault is taken first, a later piece's fault never hides an earlier one, and neither
 // the result nor the message depends on the number of threads. The fault travels from the
-// thread to the caller as it was thrown; nothing on the way to main handles it.
+// thread to the caller as it was thrown; nothing on the way to main handles it. A take that
+// returns false ends the reading there (a line that ends the file's records, as a list-directed
+// read ends at one): the pieces after it are neither taken nor heard of.
 template <class State, class Parse, class Take>
 void read_in_pieces(line_reader& r, int threads, Parse&& parse, Take&& take) {
   const int n = threads > 0 ? threads : omp_get_max_threads();
@@ -132,9 +135,14 @@ void read_in_pieces(line_reader& r, int threads, Parse&& parse, Take&& take) {
       }
     }
     for (std::size_t k = 0; k < parts; ++k) {
-      take(state[k]);
+      bool more = true;
+      if constexpr (std::is_same_v<std::invoke_result_t<Take&, State&>, bool>)
+        more = take(state[k]);
+      else
+        take(state[k]);
       state[k].clear();
       if (fault[k]) std::rethrow_exception(fault[k]);
+      if (!more) return;
     }
     before = r.line_number();
   }

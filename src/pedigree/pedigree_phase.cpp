@@ -86,7 +86,7 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in) {
              "without the mark",
              at_line(pedfile, 1)});
   }
-  const pedigree_count count = count_pedigree(file);
+  const pedigree_count count = count_pedigree(file, in.nthreads);
   if (count.n < 1 && count.lines == 0 && count.stop_line > 0)
     fatal({"The pedigree file " + pedfile + " holds no animals: line " + num(count.stop_line) +
                " is not three whole numbers: \"" + count.stop_text + "\"",
@@ -137,7 +137,7 @@ pedigree_phase_result read_pedigree_phase(const pedigree_phase_input& in) {
 
   // 3, 4. Read and renumber.
   pedigree_repeats repeats;
-  read_pedigree(file, r.n, groups, r.ped, &repeats);
+  read_pedigree(file, r.n, groups, r.ped, &repeats, in.nthreads);
   // Both cases are read as the family's programs read them; the user still hears of them.
   if (count.stop_line > 0)
     warn("the pedigree file " + pedfile + " is " + early_end(count.stop_line) + ": \"" + count.stop_text +

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <vector>
 
 #include "common/fatal.hpp"
@@ -31,80 +32,141 @@ line_kind parse_line(std::string_view line, std::array<std::int32_t, 3>& v) {
 
 }  // namespace
 
-pedigree_count count_pedigree(line_reader& file) {
-  file.rewind();
+namespace {
+
+// What a piece of the file holds for count_pedigree: the same counts over its lines.
+struct piece_count {
   pedigree_count c;
-  std::string_view line;
-  std::array<std::int32_t, 3> v{};
-  while (file.next(line)) {
-    line_kind kind = parse_line(line, v);
-    if (kind == line_kind::blank) continue;
-    if (kind == line_kind::stop) {
-      c.stop_line = file.line_number();
-      c.stop_text = visible(line, 60);
-      break;
-    }
-    ++c.lines;
-    if (v[0] > c.n) {
-      c.n = v[0];
-      c.n_line = file.line_number();
-    }
-    const std::int32_t top = std::max({v[0], v[1], v[2]});
-    if (top > c.maxid) {
-      c.maxid = top;
-      c.maxid_line = file.line_number();
-    }
+  void clear() { c = pedigree_count{}; }
+};
+
+// The triples of a piece that name an animal in 1..n, for read_pedigree, and the line that
+// ended the records, if the piece holds it.
+struct piece_triples {
+  struct triple {
+    std::array<std::int32_t, 3> v;
+    std::int64_t line;
+  };
+  std::vector<triple> lines;
+  bool stop = false;
+  void clear() {
+    lines.clear();
+    stop = false;
   }
+};
+
+}  // namespace
+
+pedigree_count count_pedigree(line_reader& file, int threads) {
   file.rewind();
-  return c;
+  pedigree_count total;
+  auto parse = [](piece_count& piece, std::string_view text, std::int64_t line_no) {
+    pedigree_count& c = piece.c;
+    line_cursor lines(text);
+    std::string_view line;
+    std::array<std::int32_t, 3> v{};
+    for (; lines.next(line); ++line_no) {
+      const line_kind kind = parse_line(line, v);
+      if (kind == line_kind::blank) continue;
+      if (kind == line_kind::stop) {
+        c.stop_line = line_no;
+        c.stop_text = visible(line, 60);
+        return;
+      }
+      ++c.lines;
+      if (v[0] > c.n) {
+        c.n = v[0];
+        c.n_line = line_no;
+      }
+      const std::int32_t top = std::max({v[0], v[1], v[2]});
+      if (top > c.maxid) {
+        c.maxid = top;
+        c.maxid_line = line_no;
+      }
+    }
+  };
+  // The pieces in order: a larger number wins, the first line that holds it is kept.
+  auto take = [&](const piece_count& piece) {
+    const pedigree_count& c = piece.c;
+    total.lines += c.lines;
+    if (c.n > total.n) {
+      total.n = c.n;
+      total.n_line = c.n_line;
+    }
+    if (c.maxid > total.maxid) {
+      total.maxid = c.maxid;
+      total.maxid_line = c.maxid_line;
+    }
+    if (c.stop_line == 0) return true;
+    total.stop_line = c.stop_line;
+    total.stop_text = c.stop_text;
+    return false;
+  };
+  read_in_pieces<piece_count>(file, threads, parse, take);
+  file.rewind();
+  return total;
 }
 
 pedigree_count count_pedigree(const std::string& path) {
   line_reader file(path);
-  return count_pedigree(file);
+  return count_pedigree(file, 1);
 }
 
 void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped,
-                   pedigree_repeats* repeats) {
+                   pedigree_repeats* repeats, int threads) {
   file.rewind();
   ped.assign(static_cast<std::size_t>(std::max(n, 0)) + 1, parents{});
   std::vector<std::int64_t> line_of;  // line that gave each animal, when repeats are counted
   if (repeats) line_of.assign(ped.size(), 0);
-  std::string_view line;
-  std::array<std::int32_t, 3> v{};
-  while (file.next(line)) {
-    line_kind kind = parse_line(line, v);
-    if (kind == line_kind::blank) continue;
-    if (kind == line_kind::stop) break;
-    if (v[0] < 1 || v[0] > n) continue;
-    for (int j = 1; j <= 2; ++j) {
-      std::int32_t code = v[static_cast<std::size_t>(j)];
-      if (code < 0)
-        fatal({"Negative parent code in the pedigree file: " + num(code),
-               at_line(file.path(), file.line_number())});
-      if (code > n && !groups_allowed)
-        fatal({"Parent code above the number of animals in the pedigree file: " + num(code),
-               at_line(file.path(), file.line_number()) + "; the pedigree has " + num(n) +
-                   " animals and the random type of the animal effect allows no unknown parent groups"});
-    }
-    parents& p = ped[static_cast<std::size_t>(v[0])];
-    if (repeats) {
-      std::int64_t& first = line_of[static_cast<std::size_t>(v[0])];
-      if (first != 0 && (p.sire != v[1] || p.dam != v[2]) && repeats->count++ == 0) {
-        repeats->first = v[0];
-        repeats->first_line = first;
-        repeats->repeat_line = file.line_number();
+  auto parse = [&](piece_triples& piece, std::string_view text, std::int64_t line_no) {
+    line_cursor lines(text);
+    std::string_view line;
+    std::array<std::int32_t, 3> v{};
+    for (; lines.next(line); ++line_no) {
+      const line_kind kind = parse_line(line, v);
+      if (kind == line_kind::blank) continue;
+      if (kind == line_kind::stop) {
+        piece.stop = true;
+        return;
       }
-      if (first == 0) first = file.line_number();
+      if (v[0] < 1 || v[0] > n) continue;
+      for (int j = 1; j <= 2; ++j) {
+        const std::int32_t code = v[static_cast<std::size_t>(j)];
+        if (code < 0)
+          fatal({"Negative parent code in the pedigree file: " + num(code), at_line(file.path(), line_no)});
+        if (code > n && !groups_allowed)
+          fatal({"Parent code above the number of animals in the pedigree file: " + num(code),
+                 at_line(file.path(), line_no) + "; the pedigree has " + num(n) +
+                     " animals and the random type of the animal effect allows no unknown parent groups"});
+      }
+      piece.lines.push_back({v, line_no});
     }
-    p = parents{v[1], v[2]};
-  }
+  };
+  // In the file's order, so that a later line of an animal wins.
+  auto take = [&](const piece_triples& piece) {
+    for (const piece_triples::triple& t : piece.lines) {
+      const auto& v = t.v;
+      parents& p = ped[static_cast<std::size_t>(v[0])];
+      if (repeats) {
+        std::int64_t& first = line_of[static_cast<std::size_t>(v[0])];
+        if (first != 0 && (p.sire != v[1] || p.dam != v[2]) && repeats->count++ == 0) {
+          repeats->first = v[0];
+          repeats->first_line = first;
+          repeats->repeat_line = t.line;
+        }
+        if (first == 0) first = t.line;
+      }
+      p = parents{v[1], v[2]};
+    }
+    return !piece.stop;
+  };
+  read_in_pieces<piece_triples>(file, threads, parse, take);
   file.rewind();
 }
 
 void read_pedigree(const std::string& path, std::int32_t n, bool groups_allowed, pedigree_table& ped) {
   line_reader file(path);
-  read_pedigree(file, n, groups_allowed, ped);
+  read_pedigree(file, n, groups_allowed, ped, nullptr, 1);
 }
 
 }  // namespace ventrel::pedigree

@@ -29,8 +29,9 @@ struct pedigree_repeats {
 
 // Reads the file from its start to its end, or to the first line that cannot be read as three
 // integers (a blank line is skipped, as a list-directed read skips it), and returns n and maxid.
-// The file is rewound before and after.
-pedigree_count count_pedigree(line_reader& file);
+// The file is rewound before and after. The lines are parsed on `threads` threads (<= 0:
+// OpenMP's default), with the result of one.
+pedigree_count count_pedigree(line_reader& file, int threads);
 pedigree_count count_pedigree(const std::string& path);
 
 // Fills ped (resized to n+1, element 0 = {0, 0}) from the file: a line whose animal number a has
@@ -39,9 +40,10 @@ pedigree_count count_pedigree(const std::string& path);
 // A negative parent code stops the run, and so does a parent code above n unless groups_allowed
 // (the random type of the animal effect allows unknown parent groups or metafounders); both
 // messages name the file, the line and the code. The file is rewound before and after.
-// When repeats is given, it counts the animals given again with other parents.
+// When repeats is given, it counts the animals given again with other parents. Parsed on
+// `threads` threads as count_pedigree, with the result and the messages of one.
 void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedigree_table& ped,
-                   pedigree_repeats* repeats = nullptr);
+                   pedigree_repeats* repeats, int threads);
 void read_pedigree(const std::string& path, std::int32_t n, bool groups_allowed, pedigree_table& ped);
 
 }  // namespace ventrel::pedigree
