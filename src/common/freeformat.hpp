@@ -103,16 +103,17 @@ void cut_lines(std::string_view run, std::int64_t first_line, std::span<std::str
 
 // Reads the rest of a file on `threads` threads (<= 0: OpenMP's default) and gives what a
 // reading line by line would. Every run of whole lines (next_block) is cut into one piece a
-// thread; parse(state, text, first_line) reads a piece into a State of its own (first_line: the
-// number of the piece's first line) and stops at the piece's first fault by throwing, as the
-// reading line by line would. Then, on the calling thread and in the file's order, take(state)
-// hands each piece's findings on (checks across lines, such as a value given twice, belong
-// there), the state is cleared, and the piece's fault, if any, is thrown again: what comes
-// before a fault is taken first, a later piece's fault never hides an earlier one, and neither
-// the result nor the message depends on the number of threads. The fault travels from the
-// thread to the caller as it was thrown; nothing on the way to main handles it. A take that
-// returns false ends the reading there (a line that ends the file's records, as a list-directed
-// read ends at one): the pieces after it are neither taken nor heard of.
+// thread, and each thread hands the lines of its piece, as line_reader::next hands them out, to
+// parse(state, line, line_number) with a State of its own. parse stops the piece at a faulty
+// line by throwing, as the reading line by line would stop; it may return a bool, false for a
+// line that ends the file's records (as a list-directed read ends at one): the lines after it
+// are not read. Then, on the calling thread and in the file's order, take(state) hands each
+// piece's findings on (checks across lines, such as a value given twice, belong there), the
+// state is cleared, the piece's fault, if any, is thrown again, and a piece that ended the
+// records ends the reading. So what comes before a fault or the end is taken first, a later
+// piece's fault is never heard of, and neither the result nor the message depends on the
+// number of threads. The fault travels from the thread to the caller as it was thrown; nothing
+// on the way to main handles it.
 template <class State, class Parse, class Take>
 void read_in_pieces(line_reader& r, int threads, Parse&& parse, Take&& take) {
   const int n = threads > 0 ? threads : omp_get_max_threads();
@@ -121,6 +122,7 @@ void read_in_pieces(line_reader& r, int threads, Parse&& parse, Take&& take) {
   std::vector<std::string_view> pieces(parts);
   std::vector<std::int64_t> first(parts);
   std::vector<std::exception_ptr> fault(parts);
+  std::vector<char> ended(parts, 0);
   std::string_view run;
   std::int64_t before = r.line_number();
   while (r.next_block(run)) {
@@ -129,20 +131,27 @@ void read_in_pieces(line_reader& r, int threads, Parse&& parse, Take&& take) {
     for (int p = 0; p < n; ++p) {
       const std::size_t k = static_cast<std::size_t>(p);
       try {
-        parse(state[k], pieces[k], first[k]);
+        line_cursor lines(pieces[k]);
+        std::string_view line;
+        for (std::int64_t no = first[k]; lines.next(line); ++no) {
+          if constexpr (std::is_same_v<std::invoke_result_t<Parse&, State&, std::string_view, std::int64_t>, bool>) {
+            if (!parse(state[k], line, no)) {
+              ended[k] = 1;
+              break;
+            }
+          } else {
+            parse(state[k], line, no);
+          }
+        }
       } catch (...) {
         fault[k] = std::current_exception();
       }
     }
     for (std::size_t k = 0; k < parts; ++k) {
-      bool more = true;
-      if constexpr (std::is_same_v<std::invoke_result_t<Take&, State&>, bool>)
-        more = take(state[k]);
-      else
-        take(state[k]);
+      take(state[k]);
       state[k].clear();
       if (fault[k]) std::rethrow_exception(fault[k]);
-      if (!more) return;
+      if (ended[k]) return;
     }
     before = r.line_number();
   }

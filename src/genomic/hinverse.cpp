@@ -77,22 +77,6 @@ struct parsed_lines {
   }
 };
 
-void parse_lines(const std::string& path, std::string_view text, std::int64_t line_no, int nlev, parsed_lines& out) {
-  fields f;
-  line_cursor c(text);
-  std::string_view line;
-  for (; c.next(line); ++line_no) {
-    std::int32_t i = 0, j = 0;
-    double v = 0;
-    const line_kind kind = parse_element(line, nlev, f, i, j, v);
-    if (kind == line_kind::blank) continue;
-    if (kind != line_kind::element) stop_at_line(path, line_no, line, kind, nlev);
-    out.rows.push_back(std::min(i, j));
-    out.cols.push_back(std::max(i, j));
-    out.vals.push_back(v);
-  }
-}
-
 }  // namespace
 
 void read_hinverse(const std::string& path, int nlev, sparse::sparse_hashm& hashm) {
@@ -133,7 +117,17 @@ sparse::ija_matrix read_hinverse_matrix(const std::string& path, int nlev, int t
   line_reader in(path, false, buffer);
   read_in_pieces<parsed_lines>(
       in, threads,
-      [&](parsed_lines& out, std::string_view text, std::int64_t first) { parse_lines(path, text, first, nlev, out); },
+      [&](parsed_lines& out, std::string_view line, std::int64_t line_no) {
+        std::int32_t i = 0, j = 0;
+        double v = 0;
+        fields f;
+        const line_kind kind = parse_element(line, nlev, f, i, j, v);
+        if (kind == line_kind::blank) return;
+        if (kind != line_kind::element) stop_at_line(path, line_no, line, kind, nlev);
+        out.rows.push_back(std::min(i, j));
+        out.cols.push_back(std::max(i, j));
+        out.vals.push_back(v);
+      },
       [&](const parsed_lines& out) {
         rows.insert(rows.end(), out.rows.begin(), out.rows.end());
         cols.insert(cols.end(), out.cols.begin(), out.cols.end());

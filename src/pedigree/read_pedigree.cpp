@@ -40,19 +40,10 @@ struct piece_count {
   void clear() { c = pedigree_count{}; }
 };
 
-// The triples of a piece that name an animal in 1..n, for read_pedigree, and the line that
-// ended the records, if the piece holds it.
-struct piece_triples {
-  struct triple {
-    std::array<std::int32_t, 3> v;
-    std::int64_t line;
-  };
-  std::vector<triple> lines;
-  bool stop = false;
-  void clear() {
-    lines.clear();
-    stop = false;
-  }
+// A line that names an animal in 1..n, for read_pedigree.
+struct triple {
+  std::array<std::int32_t, 3> v;
+  std::int64_t line;
 };
 
 }  // namespace
@@ -60,30 +51,27 @@ struct piece_triples {
 pedigree_count count_pedigree(line_reader& file, int threads) {
   file.rewind();
   pedigree_count total;
-  auto parse = [](piece_count& piece, std::string_view text, std::int64_t line_no) {
+  auto parse = [](piece_count& piece, std::string_view line, std::int64_t line_no) {
     pedigree_count& c = piece.c;
-    line_cursor lines(text);
-    std::string_view line;
     std::array<std::int32_t, 3> v{};
-    for (; lines.next(line); ++line_no) {
-      const line_kind kind = parse_line(line, v);
-      if (kind == line_kind::blank) continue;
-      if (kind == line_kind::stop) {
-        c.stop_line = line_no;
-        c.stop_text = visible(line, 60);
-        return;
-      }
-      ++c.lines;
-      if (v[0] > c.n) {
-        c.n = v[0];
-        c.n_line = line_no;
-      }
-      const std::int32_t top = std::max({v[0], v[1], v[2]});
-      if (top > c.maxid) {
-        c.maxid = top;
-        c.maxid_line = line_no;
-      }
+    const line_kind kind = parse_line(line, v);
+    if (kind == line_kind::blank) return true;
+    if (kind == line_kind::stop) {
+      c.stop_line = line_no;
+      c.stop_text = visible(line, 60);
+      return false;
     }
+    ++c.lines;
+    if (v[0] > c.n) {
+      c.n = v[0];
+      c.n_line = line_no;
+    }
+    const std::int32_t top = std::max({v[0], v[1], v[2]});
+    if (top > c.maxid) {
+      c.maxid = top;
+      c.maxid_line = line_no;
+    }
+    return true;
   };
   // The pieces in order: a larger number wins, the first line that holds it is kept.
   auto take = [&](const piece_count& piece) {
@@ -97,10 +85,10 @@ pedigree_count count_pedigree(line_reader& file, int threads) {
       total.maxid = c.maxid;
       total.maxid_line = c.maxid_line;
     }
-    if (c.stop_line == 0) return true;
-    total.stop_line = c.stop_line;
-    total.stop_text = c.stop_text;
-    return false;
+    if (c.stop_line > 0) {
+      total.stop_line = c.stop_line;
+      total.stop_text = c.stop_text;
+    }
   };
   read_in_pieces<piece_count>(file, threads, parse, take);
   file.rewind();
@@ -118,33 +106,26 @@ void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedig
   ped.assign(static_cast<std::size_t>(std::max(n, 0)) + 1, parents{});
   std::vector<std::int64_t> line_of;  // line that gave each animal, when repeats are counted
   if (repeats) line_of.assign(ped.size(), 0);
-  auto parse = [&](piece_triples& piece, std::string_view text, std::int64_t line_no) {
-    line_cursor lines(text);
-    std::string_view line;
+  auto parse = [&](std::vector<triple>& piece, std::string_view line, std::int64_t line_no) {
     std::array<std::int32_t, 3> v{};
-    for (; lines.next(line); ++line_no) {
-      const line_kind kind = parse_line(line, v);
-      if (kind == line_kind::blank) continue;
-      if (kind == line_kind::stop) {
-        piece.stop = true;
-        return;
-      }
-      if (v[0] < 1 || v[0] > n) continue;
-      for (int j = 1; j <= 2; ++j) {
-        const std::int32_t code = v[static_cast<std::size_t>(j)];
-        if (code < 0)
-          fatal({"Negative parent code in the pedigree file: " + num(code), at_line(file.path(), line_no)});
-        if (code > n && !groups_allowed)
-          fatal({"Parent code above the number of animals in the pedigree file: " + num(code),
-                 at_line(file.path(), line_no) + "; the pedigree has " + num(n) +
-                     " animals and the random type of the animal effect allows no unknown parent groups"});
-      }
-      piece.lines.push_back({v, line_no});
+    const line_kind kind = parse_line(line, v);
+    if (kind == line_kind::blank) return true;
+    if (kind == line_kind::stop) return false;
+    if (v[0] < 1 || v[0] > n) return true;
+    for (int j = 1; j <= 2; ++j) {
+      const std::int32_t code = v[static_cast<std::size_t>(j)];
+      if (code < 0) fatal({"Negative parent code in the pedigree file: " + num(code), at_line(file.path(), line_no)});
+      if (code > n && !groups_allowed)
+        fatal({"Parent code above the number of animals in the pedigree file: " + num(code),
+               at_line(file.path(), line_no) + "; the pedigree has " + num(n) +
+                   " animals and the random type of the animal effect allows no unknown parent groups"});
     }
+    piece.push_back({v, line_no});
+    return true;
   };
   // In the file's order, so that a later line of an animal wins.
-  auto take = [&](const piece_triples& piece) {
-    for (const piece_triples::triple& t : piece.lines) {
+  auto take = [&](const std::vector<triple>& piece) {
+    for (const triple& t : piece) {
       const auto& v = t.v;
       parents& p = ped[static_cast<std::size_t>(v[0])];
       if (repeats) {
@@ -158,9 +139,8 @@ void read_pedigree(line_reader& file, std::int32_t n, bool groups_allowed, pedig
       }
       p = parents{v[1], v[2]};
     }
-    return !piece.stop;
   };
-  read_in_pieces<piece_triples>(file, threads, parse, take);
+  read_in_pieces<std::vector<triple>>(file, threads, parse, take);
   file.rewind();
 }
 

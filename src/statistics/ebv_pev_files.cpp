@@ -80,24 +80,20 @@ ebv_pev read_ebv_pev(const std::string& path, std::span<const int> focal, int nl
   out.pev.assign(m, 0.0);
   std::vector<std::int64_t> line_of(m, 0);  // line that gave the animal's values, 0: none yet
 
-  auto parse = [&](std::vector<pev_entry>& found, std::string_view text, std::int64_t line_no) {
+  auto parse = [&](std::vector<pev_entry>& found, std::string_view line, std::int64_t line_no) {
     std::array<std::string_view, 3> f;
-    line_cursor c(text);
-    std::string_view line;
-    for (; c.next(line); ++line_no) {
-      const std::size_t n = split_fields(line, f);
-      if (n == 0) continue;
-      std::int64_t level = 0;
-      double ebv = 0.0, pev = 0.0;
-      if (n < 3 || !parse_int(f[0], level) || !parse_real(f[1], ebv) || !parse_real(f[2], pev) ||
-          !std::isfinite(ebv) || !std::isfinite(pev))
-        bad_line(path, line_no, "level, EBV and PEV", line);
-      check_level(path, line_no, level, nlev);
-      const int first = index.first.find(level);
-      if (first < 0) continue;
-      if (pev < 0.0) fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, line_no));
-      found.push_back({first, ebv, pev, line_no});
-    }
+    const std::size_t n = split_fields(line, f);
+    if (n == 0) return;
+    std::int64_t level = 0;
+    double ebv = 0.0, pev = 0.0;
+    if (n < 3 || !parse_int(f[0], level) || !parse_real(f[1], ebv) || !parse_real(f[2], pev) || !std::isfinite(ebv) ||
+        !std::isfinite(pev))
+      bad_line(path, line_no, "level, EBV and PEV", line);
+    check_level(path, line_no, level, nlev);
+    const int first = index.first.find(level);
+    if (first < 0) return;
+    if (pev < 0.0) fatal("Negative PEV of focal animal " + num(level) + ": " + at_line(path, line_no));
+    found.push_back({first, ebv, pev, line_no});
   };
   auto take = [&](const std::vector<pev_entry>& found) {
     for (const pev_entry& e : found) {
@@ -125,24 +121,20 @@ pec_matrix read_pec(const std::string& path, std::span<const int> focal, int nle
   const int m = static_cast<int>(focal.size());
   std::vector<pec_pair> pairs;
 
-  auto parse = [&](std::vector<pec_pair>& found, std::string_view text, std::int64_t line_no) {
+  auto parse = [&](std::vector<pec_pair>& found, std::string_view line, std::int64_t line_no) {
     std::array<std::string_view, 3> f;
-    line_cursor c(text);
-    std::string_view line;
-    for (; c.next(line); ++line_no) {
-      const std::size_t n = split_fields(line, f);
-      if (n == 0) continue;
-      std::int64_t l1 = 0, l2 = 0;
-      double cov = 0.0;
-      if (n < 3 || !parse_int(f[0], l1) || !parse_int(f[1], l2) || !parse_real(f[2], cov) || !std::isfinite(cov))
-        bad_line(path, line_no, "two levels and a covariance", line);
-      check_level(path, line_no, l1, nlev);
-      check_level(path, line_no, l2, nlev);
-      if (l1 == l2) continue;
-      for (int a = index.first.find(l1); a >= 0; a = index.next[static_cast<std::size_t>(a)])
-        for (int b = index.first.find(l2); b >= 0; b = index.next[static_cast<std::size_t>(b)])
-          found.push_back({a, b, cov, line_no});
-    }
+    const std::size_t n = split_fields(line, f);
+    if (n == 0) return;
+    std::int64_t l1 = 0, l2 = 0;
+    double cov = 0.0;
+    if (n < 3 || !parse_int(f[0], l1) || !parse_int(f[1], l2) || !parse_real(f[2], cov) || !std::isfinite(cov))
+      bad_line(path, line_no, "two levels and a covariance", line);
+    check_level(path, line_no, l1, nlev);
+    check_level(path, line_no, l2, nlev);
+    if (l1 == l2) return;
+    for (int a = index.first.find(l1); a >= 0; a = index.next[static_cast<std::size_t>(a)])
+      for (int b = index.first.find(l2); b >= 0; b = index.next[static_cast<std::size_t>(b)])
+        found.push_back({a, b, cov, line_no});
   };
   auto take = [&](const std::vector<pec_pair>& found) { pairs.insert(pairs.end(), found.begin(), found.end()); };
   line_reader r(path);

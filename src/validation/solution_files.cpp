@@ -138,31 +138,27 @@ focal_solutions read_solution_file(const std::string& path, solution_layout layo
   line_reader r(path);
   std::string_view header;
   r.next(header);  // checked before
-  auto parse = [&](std::vector<solution_entry>& found, std::string_view text, std::int64_t line_no) {
+  auto parse = [&](std::vector<solution_entry>& found, std::string_view line, std::int64_t line_no) {
     std::array<std::string_view, 5> f;
-    line_cursor c(text);
-    std::string_view line;
-    for (; c.next(line); ++line_no) {
-      const std::size_t n = split_fields(line, f);
-      if (n == 0) continue;
-      int trait = 0, eff = 0, level = 0;
-      double sol = 0, fifth = 0;
-      if (n < need || !parse_int(f[0], trait) || !parse_int(f[1], eff) || !parse_int(f[2], level) ||
-          !parse_real(f[3], sol) || (need == 5 && !parse_real(f[4], fifth)))
-        unreadable(path, line_no, line, extra, f, n, need);
-      if (eff != effect) continue;
-      if (trait < 1 || trait > ntrait)
-        fatal({"Trait " + num(trait) + " of a solution line is outside 1 to " + num(ntrait), at_line(path, line_no)});
-      if (level < 1 || level > nlev)
-        fatal({"Level " + num(level) + " of a solution line is outside the levels 1 to " + num(nlev) +
-                   " of effect " + num(effect),
-               at_line(path, line_no)});
-      const std::int32_t d = index.slot(level) - 1;
-      if (d < 0) continue;
-      if (!std::isfinite(sol) || !std::isfinite(fifth))
-        fatal({"A solution line holds a value that is not a finite number", at_line(path, line_no) + ": " + shown(line)});
-      found.push_back({d, trait, sol, fifth, line_no});
-    }
+    const std::size_t n = split_fields(line, f);
+    if (n == 0) return;
+    int trait = 0, eff = 0, level = 0;
+    double sol = 0, fifth = 0;
+    if (n < need || !parse_int(f[0], trait) || !parse_int(f[1], eff) || !parse_int(f[2], level) ||
+        !parse_real(f[3], sol) || (need == 5 && !parse_real(f[4], fifth)))
+      unreadable(path, line_no, line, extra, f, n, need);
+    if (eff != effect) return;
+    if (trait < 1 || trait > ntrait)
+      fatal({"Trait " + num(trait) + " of a solution line is outside 1 to " + num(ntrait), at_line(path, line_no)});
+    if (level < 1 || level > nlev)
+      fatal({"Level " + num(level) + " of a solution line is outside the levels 1 to " + num(nlev) + " of effect " +
+                 num(effect),
+             at_line(path, line_no)});
+    const std::int32_t d = index.slot(level) - 1;
+    if (d < 0) return;
+    if (!std::isfinite(sol) || !std::isfinite(fifth))
+      fatal({"A solution line holds a value that is not a finite number", at_line(path, line_no) + ": " + shown(line)});
+    found.push_back({d, trait, sol, fifth, line_no});
   };
   auto take = [&](const std::vector<solution_entry>& found) {
     for (const solution_entry& e : found) {

@@ -96,10 +96,7 @@ TEST(read_in_pieces, gives_the_lines_in_order_with_their_numbers_and_stops_at_th
       std::vector<std::pair<std::int64_t, std::string>> got;
       read_in_pieces<numbered>(
           r, threads,
-          [](numbered& out, std::string_view piece, std::int64_t first) {
-            line_cursor c(piece);
-            for (std::string_view l; c.next(l); ++first) out.lines.emplace_back(first, std::string(l));
-          },
+          [](numbered& out, std::string_view l, std::int64_t no) { out.lines.emplace_back(no, std::string(l)); },
           [&](const numbered& out) { got.insert(got.end(), out.lines.begin(), out.lines.end()); });
       EXPECT_EQ(got, expected) << b << " " << threads;
 
@@ -111,12 +108,9 @@ TEST(read_in_pieces, gives_the_lines_in_order_with_their_numbers_and_stops_at_th
                      [&] {
                        read_in_pieces<numbered>(
                            f, threads,
-                           [&](numbered& out, std::string_view piece, std::int64_t first) {
-                             line_cursor c(piece);
-                             for (std::string_view l; c.next(l); ++first) {
-                               if (l.starts_with("bad")) fatal(at_line(path, first) + ": " + std::string(l));
-                               out.lines.emplace_back(first, std::string(l));
-                             }
+                           [&](numbered& out, std::string_view l, std::int64_t no) {
+                             if (l.starts_with("bad")) fatal(at_line(path, no) + ": " + std::string(l));
+                             out.lines.emplace_back(no, std::string(l));
                            },
                            [&](const numbered& out) { got.insert(got.end(), out.lines.begin(), out.lines.end()); });
                      },
