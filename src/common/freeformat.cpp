@@ -184,9 +184,9 @@ void cut_lines(std::string_view run, std::int64_t first_line, std::span<std::str
     }
     pieces[p] = run.substr(0, at);
     first_lines[p] = first_line;
-    first_line += count_newlines(pieces[p]);
-    if (!pieces[p].empty() && pieces[p].back() != '\n') ++first_line;  // the file's last line
     run.remove_prefix(at);
+    // Only the pieces before the last are counted: the reader has counted the run already.
+    if (p + 1 < parts) first_line += count_newlines(pieces[p]);
   }
 }
 
